@@ -1,0 +1,23 @@
+#pragma once
+// Millisecond tick counter and sleeps.
+
+#include <cstdint>
+
+namespace platform {
+
+// Milliseconds since an arbitrary fixed point (boot), as a signed 32-bit value that wraps from
+// 0x7FFFFFFF to negative values and on through 0, like the tick counter the time-out code was written for.
+int32_t GetTickCount();
+
+// Moves the tick counter by `bias` milliseconds so tests can start just before a wrap.
+void SetTickBiasForTesting(uint32_t bias);
+
+// Milliseconds of a monotonic clock, 64-bit, never wrapping. For measuring and scheduling.
+int64_t MonotonicMs();
+int64_t MonotonicMicros();
+
+// Blocks the calling thread. Prefer EventLoop::WaitForEvents on the user-interface thread.
+void SleepMs(int ms);
+void SleepMicros(int64_t us);
+
+}  // namespace platform
