@@ -1,0 +1,71 @@
+#pragma once
+// Files and folders. Paths are byte strings passed to the system as they are. Every call reports failure as
+// its result (false, or an empty value) with the system's message in `error` when the caller asks for it.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+struct FileAttributes {
+  bool exists = false;
+  bool is_directory = false;
+  bool read_only = false;  // this process may not write the file
+  uint64_t size = 0;
+};
+
+// Identifies one version of a file on disk, so a reader can tell that its cached copy is stale. A file
+// replaced through rename gets a new inode; one edited in place a new size or change time.
+struct FileStamp {
+  bool exists = false;
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  uint64_t size = 0;
+  int64_t mtime_ns = 0;
+  int64_t ctime_ns = 0;
+  bool operator==(const FileStamp&) const = default;
+};
+
+bool ReadWholeFile(const std::string& path, std::string& content, std::string* error = nullptr);
+// Splits text into lines: LF and CR LF end a line and are dropped, every other byte is kept. A last line
+// without line break counts; an empty text has no lines.
+std::vector<std::string> SplitLines(const std::string& content);
+bool ReadLines(const std::string& path, std::vector<std::string>& lines, std::string* error = nullptr);
+
+bool FileExists(const std::string& path);  // a regular file (symbolic links followed)
+bool DirectoryExists(const std::string& path);
+FileAttributes GetFileAttributes(const std::string& path);
+FileStamp GetFileStamp(const std::string& path);
+
+// Creates `path` empty when nothing of that name exists; an existing file is left as it is.
+bool CreateEmptyFile(const std::string& path, std::string* error = nullptr);
+// Copies `source` over `destination` through WriteFileDurably.
+bool CopyFile(const std::string& source, const std::string& destination, std::string* error = nullptr);
+bool DeleteFile(const std::string& path, std::string* error = nullptr);
+bool RenameFile(const std::string& from, const std::string& to, std::string* error = nullptr);
+// Creates the folder and every missing parent (mkdir -p). True when it exists afterwards.
+bool MakeDirectories(const std::string& path, std::string* error = nullptr);
+// Removes a file or a whole folder tree. True when nothing of that name is left.
+bool RemoveTree(const std::string& path, std::string* error = nullptr);
+
+// Names (not paths) of the regular files in `folder` whose name matches the shell pattern `pattern`
+// ("*.so", "*.ini"), sorted. The match ignores case, because the program's data files come from systems
+// where "DEFAULT.INI" and "default.ini" are one name. Empty when the folder cannot be read.
+std::vector<std::string> ListDirectory(const std::string& folder, const std::string& pattern);
+
+// The durable replace: writes `content` to `temp_path` (which must not exist yet; it is created
+// exclusively so that two writers never share one), flushes it to disk, renames it over `target` and
+// flushes the folder, so that after a crash `target` is either the old or the new file. The new file
+// keeps the permission bits of the file it replaces. On failure `target` is unchanged and the temporary
+// file is removed.
+bool ReplaceFileDurably(const std::string& temp_path, const std::string& target, const std::string& content,
+                        std::string* error = nullptr);
+// The same with a temporary name of its own beside `target`.
+bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error = nullptr);
+
+// Creates a new, empty folder with a unique name "<parent>/<prefix>XXXXXX"; empty text on failure.
+std::string MakeUniqueDirectory(const std::string& parent, const std::string& prefix,
+                                std::string* error = nullptr);
+
+}  // namespace platform
