@@ -1,0 +1,378 @@
+#include "registers/clsINIFile.h"
+
+#include "platform/paths.h"
+
+namespace {
+
+// Trims what a person may leave around keys and values, tabs included; tabs meant to be part of a value
+// are written as "\t" and so survive.
+constexpr const char* kBlanks = " \t\r\n\v\f";
+
+std::string Trim(const std::string& text) {
+  size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string::npos) return {};
+  size_t end = text.find_last_not_of(kBlanks);
+  return text.substr(begin, end - begin + 1);
+}
+
+// Byte-wise ASCII upper-casing: bytes above 127 are left alone, as the files carry no code page.
+std::string Upper(std::string text) {
+  for (char& c : text) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return text;
+}
+
+bool SameName(const std::string& a, const std::string& b) {
+  return a.size() == b.size() && Upper(a) == Upper(b);
+}
+
+// "[name]..." at the very start of the line; the name is the text up to the first "]".
+bool ParseHeader(const std::string& line, std::string& name) {
+  if (line.empty() || line[0] != '[') return false;
+  size_t close = line.find(']', 1);
+  if (close == std::string::npos) return false;
+  name = line.substr(1, close - 1);
+  return true;
+}
+
+// Any other line holding "=" is a key line. There is deliberately no comment character: "; a = b" is the key
+// "; a", because older files of the program carry such lines and they have always been read as keys.
+bool ParseKeyLine(const std::string& line, std::string& key, std::string& raw_value) {
+  std::string ignored;
+  if (ParseHeader(line, ignored)) return false;
+  size_t equals = line.find('=');
+  if (equals == std::string::npos) return false;
+  key = Trim(line.substr(0, equals));
+  raw_value = Trim(line.substr(equals + 1));
+  return true;
+}
+
+// A key or section name that would not come back as the same name once written on a line of its own.
+bool WritableKey(const std::string& key) {
+  std::string ignored;
+  return !key.empty() && key.find_first_of("=\r\n") == std::string::npos && !ParseHeader(key, ignored);
+}
+bool WritableSection(const std::string& section) {
+  return !section.empty() && section.find_first_of("]\r\n") == std::string::npos;
+}
+
+std::string JoinLines(const std::vector<std::string>& lines) {
+  // Files are written with LF alone, the native line end here; both LF and CR LF are read, so files brought
+  // over from Windows keep working (and are converted the first time the program changes them).
+  std::string content;
+  for (const std::string& line : lines) {
+    content += line;
+    content += '\n';
+  }
+  return content;
+}
+
+}  // namespace
+
+clsINIFile::clsINIFile(const std::string& full_file_name, const std::string& version_key)
+    : version_key_(version_key) {
+  SetFullFileName(full_file_name);
+}
+
+void clsINIFile::SetFullFileName(const std::string& full_file_name) {
+  full_file_name_ = full_file_name;
+  file_name_ = platform::BaseName(full_file_name);
+  CloseFile();
+  loaded_ = false;
+  cached_section_ = -1;
+}
+
+bool clsINIFile::Load() {
+  platform::FileStamp stamp = platform::GetFileStamp(full_file_name_);
+  if (loaded_ && stamp == stamp_) return true;
+
+  loaded_ = false;
+  cached_section_ = -1;
+  lines_.clear();
+  sections_.clear();
+  if (full_file_name_.empty()) return false;
+  if (stamp.exists && !platform::ReadLines(full_file_name_, lines_)) return false;
+
+  for (size_t i = 0; i < lines_.size(); ++i) {
+    std::string name;
+    if (!ParseHeader(lines_[i], name)) continue;
+    if (!sections_.empty()) sections_.back().end = i;
+    sections_.push_back(Section{name, i, lines_.size()});
+  }
+  stamp_ = stamp;
+  loaded_ = true;
+  return true;
+}
+
+const clsINIFile::Section* clsINIFile::FindSection(const std::string& name) {
+  if (name.empty() || !Load()) return nullptr;
+  if (cached_section_ >= 0 && SameName(sections_[static_cast<size_t>(cached_section_)].name, name)) {
+    return &sections_[static_cast<size_t>(cached_section_)];
+  }
+  // The first section of that name counts; a repeated header is never reached by a look-up.
+  for (size_t i = 0; i < sections_.size(); ++i) {
+    if (SameName(sections_[i].name, name)) {
+      cached_section_ = static_cast<int>(i);
+      return &sections_[i];
+    }
+  }
+  return nullptr;
+}
+
+size_t clsINIFile::FindKeyLine(size_t begin, size_t end, const std::string& key) const {
+  std::string wanted = Upper(Trim(key));
+  if (wanted.empty()) return end;
+  for (size_t i = begin; i < end; ++i) {
+    std::string line_key, raw;
+    if (ParseKeyLine(lines_[i], line_key, raw) && Upper(line_key) == wanted) return i;
+  }
+  return end;
+}
+
+bool clsINIFile::Rewrite(const std::vector<std::string>& lines) {
+  // Invalidate first: whatever happens below, the next look-up must read the disk again.
+  loaded_ = false;
+  cached_section_ = -1;
+  if (full_file_name_.empty()) return false;
+
+  platform::FileAttributes attributes = platform::GetFileAttributes(full_file_name_);
+  if (attributes.is_directory || (attributes.exists && attributes.read_only)) return false;
+  if (!attributes.exists && !platform::MakeDirectories(platform::DirName(full_file_name_))) return false;
+
+  std::string content = JoinLines(lines);
+  for (int n = 1; n <= kMaxTempTries; ++n) {
+    std::string temp = TempFileName(full_file_name_, n);
+    if (platform::GetFileAttributes(temp).exists) continue;
+    if (platform::ReplaceFileDurably(temp, full_file_name_, content)) return true;
+    // Another writer took this name between the check and the exclusive create: try the next one.
+    // Any other failure leaves no temporary file and ends the attempt.
+    if (!platform::GetFileAttributes(temp).exists) return false;
+  }
+  return false;
+}
+
+bool clsINIFile::OpenINIFile() {
+  CloseFile();
+  if (!Load() || !stamp_.exists) return false;
+  open_ = true;
+  read_pos_ = 0;
+  return true;
+}
+
+void clsINIFile::CloseFile() {
+  open_ = false;
+  read_pos_ = 0;
+}
+
+bool clsINIFile::ReadLine(std::string& line) {
+  if (!open_ || read_pos_ >= lines_.size()) return false;
+  line = lines_[read_pos_++];
+  return true;
+}
+
+bool clsINIFile::WriteLine(const std::string& text) {
+  if (!Load()) return false;
+  std::vector<std::string> lines = lines_;
+  lines.push_back(EscapeValue(text));
+  return Rewrite(lines);
+}
+
+bool clsINIFile::FindINIFile() const {
+  return platform::FileExists(full_file_name_);
+}
+
+platform::FileAttributes clsINIFile::FileAttributes() const {
+  return platform::GetFileAttributes(full_file_name_);
+}
+
+bool clsINIFile::CopyFile(const std::string& destination) const {
+  return platform::CopyFile(full_file_name_, destination);
+}
+
+bool clsINIFile::CreateFile() {
+  if (full_file_name_.empty()) return false;
+  if (platform::FileExists(full_file_name_)) return true;
+  return platform::MakeDirectories(platform::DirName(full_file_name_)) &&
+         platform::CreateEmptyFile(full_file_name_);
+}
+
+std::vector<std::string> clsINIFile::GetSectionNames() {
+  std::vector<std::string> names;
+  if (!Load()) return names;
+  for (const Section& section : sections_) names.push_back(section.name);
+  return names;
+}
+
+std::vector<std::pair<std::string, std::string>> clsINIFile::EnumSectionKeys(const std::string& section) {
+  std::vector<std::pair<std::string, std::string>> keys;
+  const Section* found = FindSection(section);
+  if (found == nullptr) return keys;
+  for (size_t i = found->header + 1; i < found->end; ++i) {
+    std::string key, raw;
+    // A line such as "= x" names no key that a look-up could find, so it is not listed either.
+    if (ParseKeyLine(lines_[i], key, raw) && !key.empty()) {
+      keys.emplace_back(key, StripQuotes(UnescapeValue(raw)));
+    }
+  }
+  return keys;
+}
+
+bool clsINIFile::GetKeyValue(const std::string& key, std::string& value, const std::string& default_value,
+                             const std::string& section) {
+  value = default_value;
+  const Section* found = FindSection(section);
+  if (found == nullptr) return false;
+  size_t line = FindKeyLine(found->header + 1, found->end, key);
+  if (line == found->end) return false;
+  std::string line_key, raw;
+  ParseKeyLine(lines_[line], line_key, raw);
+  value = StripQuotes(UnescapeValue(raw));
+  return true;
+}
+
+std::string clsINIFile::GetKeyValue(const std::string& key, const std::string& default_value,
+                                    const std::string& section) {
+  std::string value;
+  GetKeyValue(key, value, default_value, section);
+  return value;
+}
+
+bool clsINIFile::SetKeyValue(const std::string& key, const std::string& value, const std::string& section) {
+  std::string name = Trim(key);
+  if (!WritableKey(name) || !WritableSection(section) || !Load()) return false;
+
+  const Section* found = FindSection(section);
+  std::vector<std::string> lines = lines_;
+  std::string key_line = FormatKeyLine(name, value);
+  if (found == nullptr) {
+    lines.push_back("[" + section + "]");
+    lines.push_back(key_line);
+  } else {
+    size_t line = FindKeyLine(found->header + 1, found->end, name);
+    if (line != found->end) {
+      lines[line] = key_line;
+    } else {
+      // "End of the section" is taken as after its last non-blank line, so the blank line that people
+      // leave before the next header stays in front of that header.
+      size_t insert = found->end;
+      while (insert > found->header + 1 && Trim(lines[insert - 1]).empty()) --insert;
+      lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(insert), key_line);
+    }
+  }
+  return Rewrite(lines);
+}
+
+bool clsINIFile::DeleteKey(const std::string& key, const std::string& section) {
+  const Section* found = FindSection(section);
+  if (found == nullptr) return false;
+  size_t line = FindKeyLine(found->header + 1, found->end, key);
+  if (line == found->end) return false;
+  std::vector<std::string> lines = lines_;
+  lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
+  return Rewrite(lines);
+}
+
+bool clsINIFile::DeleteSection(const std::string& section) {
+  const Section* found = FindSection(section);
+  if (found == nullptr) return false;
+  std::vector<std::string> lines = lines_;
+  lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found->header),
+              lines.begin() + static_cast<std::ptrdiff_t>(found->end));
+  return Rewrite(lines);
+}
+
+bool clsINIFile::FindVersionKey(const std::string& section) {
+  if (!section.empty()) {
+    std::string ignored;
+    return GetKeyValue(version_key_, ignored, "", section);
+  }
+  if (!Load()) return false;
+  return FindKeyLine(0, lines_.size(), version_key_) != lines_.size();
+}
+
+std::string clsINIFile::FindVersion(const std::string& section) {
+  if (!section.empty()) return GetKeyValue(version_key_, "", section);
+  if (!Load()) return {};
+  size_t line = FindKeyLine(0, lines_.size(), version_key_);
+  if (line == lines_.size()) return {};
+  std::string key, raw;
+  ParseKeyLine(lines_[line], key, raw);
+  return StripQuotes(UnescapeValue(raw));
+}
+
+std::string clsINIFile::UnescapeValue(const std::string& raw) {
+  std::string out;
+  out.reserve(raw.size());
+  for (size_t i = 0; i < raw.size(); ++i) {
+    char c = raw[i];
+    if (c != '\\' || i + 1 == raw.size()) {
+      out += c;
+      continue;
+    }
+    char next = raw[i + 1];
+    if (next == 'n' || next == 'N') {
+      out += "\r\n";
+    } else if (next == 't' || next == 'T') {
+      out += '\t';
+    } else if (next == '\\') {
+      out += '\\';
+    } else {
+      // An unknown pair is kept whole: paths such as "C:\Program Files" read back as written.
+      out += c;
+      out += next;
+    }
+    ++i;
+  }
+  return out;
+}
+
+std::string clsINIFile::StripQuotes(const std::string& value) {
+  if (value.empty()) return value;
+  bool leading = value.front() == '"';
+  bool trailing = value.back() == '"';
+  if (value.size() == 1) return leading ? std::string() : value;
+  if (leading && trailing) return value.substr(1, value.size() - 2);
+  if (leading) return value.substr(1);
+  if (trailing) return value.substr(0, value.size() - 1);
+  return value;
+}
+
+std::string clsINIFile::EscapeValue(const std::string& value) {
+  // A backslash is written as it stands, not as "\\". Files of the program hold Windows paths typed by hand
+  // ("C:\Data\new"), and they have always been written so; the price is that a value holding the text
+  // "\n" reads back as a line break.
+  std::string out;
+  out.reserve(value.size());
+  for (size_t i = 0; i < value.size(); ++i) {
+    char c = value[i];
+    if (c == '\r') {
+      out += "\\n";
+      if (i + 1 < value.size() && value[i + 1] == '\n') ++i;  // CR LF is one line break
+    } else if (c == '\n') {
+      out += "\\n";
+    } else if (c == '\t') {
+      out += "\\t";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+std::string clsINIFile::FormatKeyLine(const std::string& key, const std::string& value) {
+  return key + " = " + EscapeValue(value);
+}
+
+std::string clsINIFile::TempFileName(const std::string& full_file_name, int n) {
+  std::string folder = platform::DirName(full_file_name);
+  std::string name = platform::BaseName(full_file_name);
+  size_t dot = name.rfind('.');
+  if (dot != std::string::npos) name.erase(dot);
+  // "x(2).ini" gives "x(1).tmp" too: the temporary names of one file never pile up brackets.
+  if (!name.empty() && name.back() == ')') {
+    size_t open = name.rfind('(');
+    if (open != std::string::npos) name.erase(open);
+  }
+  return platform::Join(folder, name + "(" + std::to_string(n) + ").tmp");
+}
