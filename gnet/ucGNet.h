@@ -1,0 +1,132 @@
+#pragma once
+// The GNet protocol engine: frames a command (STX, text, optional checksum digits, CR), sends it through
+// the attached port, assembles the reply from the incoming bytes, checks its checksum and returns the
+// payload. Bytes that arrive outside a transaction go to OnChar (the terminal view); framing errors
+// outside a transaction to OnFrameError.
+//
+// Everything runs on the event loop's thread. A transaction waits on the loop, so timers, port
+// notifications and user-interface handlers run inside it; flags keep a second transaction (or a dump)
+// from starting meanwhile, and Busy tells the window that closing must only cancel.
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "comm/clsMSComm.h"
+#include "gnet/clsTimeout.h"
+#include "platform/event_loop.h"
+
+class clsIMScomm;
+
+class ucGNet {
+ public:
+  static constexpr int kReceiveBufferSize = 512;
+  static constexpr int kMaxPortObjects = 10;
+  static constexpr int32_t kDefaultTimeoutMs = 3000;
+  static constexpr uint8_t kSTX = 0x02;
+  static constexpr uint8_t kCR = 0x0D;
+
+  // `control` is the serial-port control behind COM ports; nullptr creates the termios one.
+  // `loop` nullptr means the current event loop.
+  explicit ucGNet(std::unique_ptr<platform::SerialControl> control = nullptr,
+                  platform::EventLoop* loop = nullptr);
+  ~ucGNet();
+  ucGNet(const ucGNet&) = delete;
+  ucGNet& operator=(const ucGNet&) = delete;
+
+  // Plain 8-bit sum of the first `length` characters (all of them when `length` < 1).
+  static uint8_t CalcChkSum(const std::string& data, int32_t length = 0);
+  // Two upper-case hexadecimal digits with a leading zero: 0x0A gives "0A".
+  static std::string HexByte(uint8_t value);
+  // The request frame of `cmd`.
+  static Bytes BuildFrame(const std::string& cmd, bool use_chksum);
+
+  // One transaction, up to three sends. Returns the reply payload (checksum digits removed when
+  // `check_chksum`), or an empty text when there is none or its checksum is wrong.
+  std::string SendGNetCMD(const std::string& cmd, bool use_chksum, bool check_chksum);
+
+  bool IsSendGNetCMD() const { return is_send_gnet_cmd_; }
+  bool Busy() const { return busy_count_ > 0; }
+  int32_t GNetTimeout() const { return gnet_timeout_; }
+  void SetGNetTimeout(int32_t ms) { gnet_timeout_ = ms; }
+  bool GNetCancel() const { return gnet_cancel_; }
+  void SetGNetCancel(bool cancel) { gnet_cancel_ = cancel; }
+  int32_t GNetByteInterval() const { return gnet_byte_interval_; }
+  void SetGNetByteInterval(int32_t ms) { gnet_byte_interval_ = ms; }
+
+  // Port properties, passed to the attached port unchanged.
+  std::string CommPort() const { return port_.CommPort(); }
+  void SetCommPort(const std::string& name) { port_.SetCommPort(name); }
+  std::string Settings() const { return port_.Settings(); }
+  void SetSettings(const std::string& settings) { port_.SetSettings(settings); }
+  bool PortOpen() const { return port_.PortOpen(); }
+  void SetPortOpen(bool open);
+  int32_t InBufferCount() const { return port_.InBufferCount(); }
+  void SetInBufferCount(int32_t count) { port_.SetInBufferCount(count); }
+  int32_t RThreshold() const { return port_.RThreshold(); }
+  void SetRThreshold(int32_t bytes) { port_.SetRThreshold(bytes); }
+  bool RTSEnable() const { return port_.RTSEnable(); }
+  void SetRTSEnable(bool enable) { port_.SetRTSEnable(enable); }
+  bool DTREnable() const { return port_.DTREnable(); }
+  void SetDTREnable(bool enable) { port_.SetDTREnable(enable); }
+  int32_t GetCommPortCount() { return port_.GetCommPortCount(); }
+  std::string EnumCommPort(int32_t index) { return port_.EnumCommPort(index); }
+  // Every other member of the port.
+  clsMSComm& Port() { return port_; }
+
+  // Adds a port object (keyboard port, HID port) that can serve port names; at most ten in all.
+  bool AddPortObject(clsMSComm* port_object);
+
+  // The keyboard port's last error (number, text), asked when a transaction finds that port closed.
+  std::function<std::pair<int, std::string>()> KeyboardPortError;
+
+  // Events, in this order.
+  std::function<void()> OnFrameError;
+  std::function<void(std::string& msg_type, const std::string& msg)> OnMessage;
+  std::function<void(uint8_t& data)> OnChar;
+  std::function<void(int32_t length, Bytes& package)> OnPackage;
+
+  // The receive routine: run by the receive timer, by a waiting transaction, or by a test.
+  void TimerReceive_Timer();
+  // The port's notification.
+  void m_oMSComm_OnComm();
+
+ protected:
+  void RaiseMessage(const std::string& msg_type, const std::string& msg);
+  // Waits on the event loop for at most `max_ms`, returning at once when something was handled.
+  void WaitOnLoop(int32_t max_ms);
+  platform::EventLoop& Loop() const;
+
+  clsTimeout timeout_;          // reply and inter-chunk time-out
+  clsTimeout second_timeout_;  // started with 250; used by the device commands
+
+ private:
+  void OnPortRequest(const std::string& command, CommValue& param1, clsMSComm*& param2);
+  void ReportClosedPort();
+  void HandleReceivedByte(uint8_t byte);
+
+  platform::EventLoop* loop_;
+  std::unique_ptr<platform::SerialControl> control_;
+  std::unique_ptr<clsIMScomm> serial_;
+  std::vector<clsMSComm*> port_objects_;
+  clsMSComm port_;
+  platform::Timer timer_receive_;
+
+  int32_t gnet_timeout_ = kDefaultTimeoutMs;
+  int32_t gnet_byte_interval_ = 0;
+  bool gnet_cancel_ = false;
+  int16_t busy_count_ = 0;
+  bool is_send_gnet_cmd_ = false;
+
+  std::array<uint8_t, kReceiveBufferSize> receive_buffer_{};
+  int32_t write_index_ = 0;
+  Bytes package_;
+  int32_t package_len_ = 0;
+  bool in_frame_ = false;
+  bool frame_done_ = false;
+  bool frame_error_seen_ = false;
+  bool receiving_ = false;
+};
