@@ -11,7 +11,7 @@ namespace platform {
 struct FileAttributes {
   bool exists = false;
   bool is_directory = false;
-  bool read_only = false;  // this process may not write the file
+  bool read_only = false;  // no write bit at all, or this process may not write it
   uint64_t size = 0;
 };
 

@@ -130,7 +130,9 @@ FileAttributes GetFileAttributes(const std::string& path) {
   if (!StatOf(path, st)) return attributes;
   attributes.exists = true;
   attributes.is_directory = S_ISDIR(st.st_mode);
-  attributes.read_only = access(path.c_str(), W_OK) != 0;
+  // A file without any write bit counts as read-only even for root, like the read-only attribute of
+  // systems where administrators respect it too: a shipped settings file stays unchanged.
+  attributes.read_only = (st.st_mode & 0222) == 0 || access(path.c_str(), W_OK) != 0;
   attributes.size = static_cast<uint64_t>(st.st_size);
   return attributes;
 }

@@ -1,0 +1,126 @@
+// Writing the INI dialect: where SetKeyValue puts a line, deletions, escapes on the way out, the rewrite
+// through a temporary file, and a golden rewrite of a realistic file.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/paths.h"
+#include "registers/clsINIFile.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using test_support::TempDir;
+
+TEST(IniWrite, TabsAndLineBreaksAreEscapedButBackslashesAreNot) {
+  TempDir dir;
+  clsINIFile ini(dir.File("t.ini"));
+  ASSERT_TRUE(ini.SetKeyValue("tab", "a\tb", "S"));
+  ASSERT_TRUE(ini.SetKeyValue("path", "C:\\new\rx\ny", "S"));
+  EXPECT_EQ(dir.ReadFile("t.ini"), "[S]\ntab = a\\tb\npath = C:\\new\\nx\\ny\n");
+  EXPECT_EQ(ini.GetKeyValue("tab", "", "S"), "a\tb");
+  // The backslash is not doubled, so "\n" that was text comes back as a line break.
+  EXPECT_EQ(ini.GetKeyValue("path", "", "S"), "C:\r\new\r\nx\r\ny");
+}
+
+TEST(IniWrite, TheFirstOfTwoEqualKeysIsReplacedAndDeleted) {
+  TempDir dir;
+  clsINIFile ini(dir.WriteFile("s.ini", "[A]\nk = 1\nK = 2\n[B]\nk = 3\n"));
+  ASSERT_TRUE(ini.SetKeyValue("k", "new", "a"));
+  EXPECT_EQ(dir.ReadFile("s.ini"), "[A]\nk = new\nK = 2\n[B]\nk = 3\n");
+  ASSERT_TRUE(ini.DeleteKey("K", "A"));
+  EXPECT_EQ(ini.GetKeyValue("k", "", "A"), "2");
+  EXPECT_FALSE(ini.DeleteKey("missing", "A"));
+  EXPECT_FALSE(ini.DeleteSection("C"));
+  EXPECT_EQ(dir.ReadFile("s.ini"), "[A]\nK = 2\n[B]\nk = 3\n");
+
+  // Names that would not read back as the same key or section are refused, and the file is left alone.
+  for (const char* key : {"a=b", "a\nb", "", "[x]"}) EXPECT_FALSE(ini.SetKeyValue(key, "v", "A")) << key;
+  EXPECT_FALSE(ini.SetKeyValue("k", "v", "A]x"));
+  EXPECT_FALSE(ini.SetKeyValue("k", "v", ""));
+  EXPECT_EQ(dir.ReadFile("s.ini"), "[A]\nK = 2\n[B]\nk = 3\n");
+}
+
+TEST(IniWrite, TemporaryNamesDropExtensionAndBracketGroup) {
+  EXPECT_EQ(clsINIFile::TempFileName("/d/AliasName.ini", 1), "/d/AliasName(1).tmp");
+  EXPECT_EQ(clsINIFile::TempFileName("/d/x(3).cfg", 2), "/d/x(2).tmp");
+  EXPECT_EQ(clsINIFile::TempFileName("/d.e/noext", 65535), "/d.e/noext(65535).tmp");
+  EXPECT_EQ(clsINIFile::TempFileName("rel.ini", 7), "rel(7).tmp");
+}
+
+TEST(IniWrite, RewritesLeaveNoTemporaryFilesAndStepOverTakenNames) {
+  TempDir dir;
+  clsINIFile ini(dir.File("x.ini"));
+  for (int i = 0; i < 5; ++i) ASSERT_TRUE(ini.SetKeyValue("k" + std::to_string(i), "v", "S"));
+  ASSERT_TRUE(ini.DeleteKey("k0", "S"));
+  EXPECT_EQ(dir.List(), std::vector<std::string>{"x.ini"});
+
+  // Someone else's x(1).tmp stays as it is; the rewrite goes through x(2).tmp.
+  dir.WriteFile("x(1).tmp", "not ours");
+  ASSERT_TRUE(ini.SetKeyValue("k9", "v", "S"));
+  EXPECT_EQ(dir.ReadFile("x(1).tmp"), "not ours");
+  EXPECT_EQ((std::vector<std::string>{"x(1).tmp", "x.ini"}), dir.List());
+  EXPECT_EQ(ini.GetKeyValue("k9", "", "S"), "v");
+}
+
+TEST(IniWrite, AReadOnlyFileIsNotChanged) {
+  TempDir dir;
+  std::string path = dir.WriteFile("r.ini", "[S]\nk = 1\n");
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  clsINIFile ini(path);
+  EXPECT_TRUE(ini.FileAttributes().read_only);
+  EXPECT_FALSE(ini.SetKeyValue("k", "2", "S"));
+  EXPECT_FALSE(ini.DeleteSection("S"));
+  EXPECT_EQ(dir.ReadFile("r.ini"), "[S]\nk = 1\n");
+  EXPECT_EQ(dir.List(), std::vector<std::string>{"r.ini"});
+}
+
+TEST(IniWrite, MissingFilesAndFoldersAreCreatedByWritesOnly) {
+  TempDir dir;
+  clsINIFile ini(dir.File("a/b/new.ini"));
+  ASSERT_TRUE(ini.SetKeyValue("Port", "COM3", "COMM"));
+  EXPECT_EQ(dir.ReadFile("a/b/new.ini"), "[COMM]\nPort = COM3\n");
+
+  clsINIFile empty(dir.File("c/f.ini"));
+  ASSERT_TRUE(empty.CreateFile());
+  EXPECT_EQ(dir.ReadFile("c/f.ini"), "");
+  ASSERT_TRUE(empty.WriteLine("[S]"));
+  ASSERT_TRUE(empty.WriteLine("k = a\tb"));
+  ASSERT_TRUE(empty.CreateFile());  // an existing file is kept
+  ASSERT_TRUE(empty.CopyFile(dir.File("copy.ini")));
+  EXPECT_EQ(dir.ReadFile("copy.ini"), "[S]\nk = a\\tb\n");
+}
+
+std::string GoldenDir() {
+  const char* root = std::getenv("MSR_TEST_SOURCE_DIR");
+  if (root != nullptr && *root != '\0') return platform::Join(root, "registers/golden");
+  return platform::Join(platform::DirName(__FILE__), "golden");
+}
+
+// A hand-edited settings file brought over from Windows (CR LF, odd spacing, a ";" key, quotes, no final
+// line break) goes through every kind of change. The expected result was read line by line once; it guards
+// spacing, placement of new lines, escapes and line ends.
+TEST(IniWrite, RewriteOfARealisticFileMatchesGolden) {
+  TempDir dir;
+  std::string input;
+  ASSERT_TRUE(platform::ReadWholeFile(platform::Join(GoldenDir(), "rewrite_input.ini"), input));
+  std::string expected;
+  ASSERT_TRUE(platform::ReadWholeFile(platform::Join(GoldenDir(), "rewrite_expected.ini"), expected));
+
+  clsINIFile ini(dir.WriteFile("Trakset.ini", input));
+  ASSERT_TRUE(ini.SetKeyValue("title", "Card Reader Setup", "general"));
+  ASSERT_TRUE(ini.SetKeyValue("Baudrates", "19200,9600,4800", "General"));
+  ASSERT_TRUE(ini.SetKeyValue("Banner", "line one\r\nline two\tend", "General"));
+  ASSERT_TRUE(ini.SetKeyValue("SelectItem", "2", "KRD300/350"));
+  ASSERT_TRUE(ini.SetKeyValue("Alias1", "Gate \"B\"", "KRD300/350"));
+  ASSERT_TRUE(ini.DeleteKey("Alias0", "KRD300/350"));
+  ASSERT_TRUE(ini.DeleteSection("Obsolete"));
+  ASSERT_TRUE(ini.SetKeyValue("Port", "COM3", "COMM"));
+  EXPECT_EQ(dir.ReadFile("Trakset.ini"), expected);
+  EXPECT_EQ(dir.List(), std::vector<std::string>{"Trakset.ini"});
+}
+
+}  // namespace
