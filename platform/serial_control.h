@@ -17,15 +17,15 @@ using Bytes = std::vector<uint8_t>;
 
 // CommEvent codes. 2 and 1004 drive the protocol engine; the others are reported as they happen.
 enum CommEventCode : int16_t {
-  kCommEvSend = 1,        // output buffer fell below SThreshold
-  kCommEvReceive = 2,     // at least RThreshold bytes are waiting
+  kCommEvSend = 1,     // output buffer fell below SThreshold
+  kCommEvReceive = 2,  // at least RThreshold bytes are waiting
   kCommEvCTS = 3,
   kCommEvDSR = 4,
   kCommEvCD = 5,
   kCommEventBreak = 1001,
   kCommEventFrame = 1004,  // framing (or parity) error marked in the received stream
   kCommEventOverrun = 1006,
-  kCommEventRxOver = 1008,  // the input buffer was full and bytes were dropped
+  kCommEventRxOver = 1008,      // the input buffer was full and bytes were dropped
   kCommEventDeviceLost = 1100,  // the device went away (adapter unplugged, pty closed); the port is closed
 };
 
@@ -53,6 +53,9 @@ class SerialControl {
   virtual bool PortOpen() const = 0;
   // Opens the device that the serial port registry names for CommPort, exclusively, or closes it.
   virtual PortResult SetPortOpen(bool open) = 0;
+  // Message of the last failed open (what SetPortOpen returned), for callers that only see PortOpen;
+  // empty after a successful open.
+  virtual std::string LastError() const { return {}; }
 
   // Handle of the open device (a file descriptor); -1 while closed.
   virtual int32_t CommID() const = 0;

@@ -14,10 +14,10 @@
 namespace platform {
 
 struct SerialPortInfo {
-  int number = 0;            // the n of "COM"n
-  std::string name;          // "COM3"
-  std::string device;        // "/dev/ttyUSB0"
-  std::string description;   // e.g. "FTDI FT232R USB UART", or empty
+  int number = 0;           // the n of "COM"n
+  std::string name;         // "COM3"
+  std::string device;       // "/dev/ttyUSB0"
+  std::string description;  // e.g. "FTDI FT232R USB UART", or empty
   bool from_user_map = false;
 };
 
@@ -45,5 +45,7 @@ std::vector<SerialPortInfo> AssignPortNumbers(const std::vector<FoundDevice>& de
 
 // Reads devices from another sysfs tree ("" restores /sys), so tests do not depend on this machine's ports.
 void SetSysfsRootForTesting(const std::string& root);
+// Looks for device nodes in another folder ("" restores /dev); the listed devices are then named there.
+void SetDeviceFolderForTesting(const std::string& folder);
 
 }  // namespace platform
