@@ -107,6 +107,9 @@ class clsMSComm {
 
   // The forwarder's attached implementation, or nullptr.
   clsMSComm* Attached() const { return attached_; }
+  // Replaces the attached implementation (nullptr: none). The port-name table is kept. An object is
+  // never attached to itself, which would forward every call in a circle.
+  void Attach(clsMSComm* port) { attached_ = port == this ? nullptr : port; }
 
   // Something happened; the listener reads CommEvent.
   std::function<void()> OnComm;
