@@ -1,0 +1,182 @@
+// msrsim: emulated card readers on pseudo-terminals, for demos, training and tests of the configuration
+// utility. See docs/msrsim.md.
+
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/event_loop.h"
+#include "platform/fd_io.h"
+#include "platform/signals.h"
+#include "registers/user_settings.h"
+#include "sim/emulated_reader.h"
+#include "sim/options.h"
+
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+std::mutex g_output_mutex;
+
+void PrintError(const std::string& message) {
+  std::lock_guard lock(g_output_mutex);
+  std::cerr << "msrsim: " << message << std::endl;
+}
+
+struct RunningReader {
+  std::unique_ptr<msrsim::EmulatedReader> reader;
+  std::string com_name;
+  bool registered = false;
+};
+
+// Lines typed on standard input swipe cards: an empty line on every reader, "n" on reader n, any other
+// text as track data on every reader.
+class KeyboardSwipes {
+ public:
+  KeyboardSwipes(platform::EventLoop& loop, std::vector<RunningReader>& readers) : readers_(readers) {
+    watch_ = loop.WatchDescriptor(0, platform::kIoReadable, [this](unsigned) { OnInput(); });
+  }
+
+ private:
+  void OnInput() {
+    uint8_t buffer[512];
+    const long n = platform::ReadFd(0, buffer, sizeof buffer);
+    if (n <= 0) {
+      // End of input, or a terminal we may not read (running in the background): stop listening.
+      watch_->SetConditions(0);
+      return;
+    }
+    for (long i = 0; i < n; ++i) {
+      const char c = static_cast<char>(buffer[i]);
+      if (c == '\n') {
+        OnLine(pending_);
+        pending_.clear();
+      } else if (c != '\r') {
+        pending_.push_back(c);
+      }
+    }
+  }
+
+  void OnLine(const std::string& line) {
+    if (line.empty()) {
+      for (RunningReader& r : readers_) r.reader->Swipe();
+      return;
+    }
+    if (line.find_first_not_of("0123456789") == std::string::npos && line.size() < 4) {
+      const size_t index = std::stoul(line);
+      if (index >= 1 && index <= readers_.size()) {
+        readers_[index - 1].reader->Swipe();
+      } else {
+        PrintError("there is no reader " + line);
+      }
+      return;
+    }
+    for (RunningReader& r : readers_) r.reader->Swipe(line);
+  }
+
+  std::vector<RunningReader>& readers_;
+  std::unique_ptr<platform::LoopWatch> watch_;
+  std::string pending_;
+};
+
+void StopAll(std::vector<RunningReader>& readers) {
+  for (RunningReader& r : readers) {
+    r.reader->Stop();
+    if (r.registered) UnregisterUserPort(r.com_name, r.reader->Path());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  platform::IgnorePipeAndBackgroundReadSignals();
+  const int stop_fd = platform::StopSignalFd();
+
+  msrsim::ProgramOptions options;
+  std::string error;
+  if (!msrsim::ParseCommandLine(std::vector<std::string>(argv + 1, argv + argc), options, error)) {
+    PrintError(error);
+    std::cerr << "Try 'msrsim --help'." << std::endl;
+    return kExitUsage;
+  }
+  if (options.help) {
+    std::cout << msrsim::HelpText() << std::flush;
+    return kExitOk;
+  }
+
+  // A --device that is not found automatically may be listed in the user's SerialPorts map.
+  InstallUserPortMap();
+  platform::PollEventLoop loop;
+  std::ostream* log = options.log == msrsim::LogTarget::kStdout   ? &std::cout
+                      : options.log == msrsim::LogTarget::kStderr ? &std::cerr
+                                                                  : nullptr;
+
+  std::vector<RunningReader> readers;
+  readers.reserve(options.readers.size());
+  for (size_t i = 0; i < options.readers.size(); ++i) {
+    msrsim::ReaderConfig config;
+    if (!msrsim::BuildReaderConfig(options.readers[i], config, error)) {
+      PrintError(error);
+      return kExitUsage;
+    }
+    RunningReader running;
+    running.reader = std::make_unique<msrsim::EmulatedReader>(config);
+    running.com_name = options.readers[i].com_name;
+    if (log != nullptr) {
+      const std::string prefix = "[" + std::to_string(i + 1) + "] ";
+      running.reader->on_log = [log, prefix](const std::string& line) {
+        std::lock_guard lock(g_output_mutex);
+        *log << prefix << line << std::endl;
+      };
+    }
+    running.reader->on_line_closed = [&loop, &readers] {
+      loop.Post([&loop, &readers] {
+        for (const RunningReader& r : readers) {
+          if (r.reader->LineOpen()) return;
+        }
+        loop.Quit(kExitOk);
+      });
+    };
+    readers.push_back(std::move(running));
+  }
+
+  for (RunningReader& r : readers) {
+    if (!r.reader->Start(&error)) {
+      PrintError(error);
+      StopAll(readers);
+      return kExitFailure;
+    }
+    if (!r.com_name.empty()) {
+      if (!RegisterUserPort(r.com_name, r.reader->Path())) {
+        PrintError("cannot write " + r.com_name + " to " + UserSettingsPath());
+        StopAll(readers);
+        return kExitFailure;
+      }
+      r.registered = true;
+    }
+  }
+  {
+    std::lock_guard lock(g_output_mutex);
+    for (const RunningReader& r : readers) {
+      std::cout << r.reader->Path() << (r.com_name.empty() ? "" : " " + r.com_name) << '\n';
+    }
+    std::cout << std::flush;
+  }
+
+  std::unique_ptr<platform::LoopWatch> stop_watch;
+  if (stop_fd >= 0) {
+    stop_watch = loop.WatchDescriptor(stop_fd, platform::kIoReadable, [&loop](unsigned) {
+      platform::TakeStopSignal();
+      loop.Quit(kExitOk);
+    });
+  }
+  KeyboardSwipes keys(loop, readers);
+
+  const int code = loop.Run();
+  StopAll(readers);
+  return code;
+}

@@ -1,0 +1,361 @@
+#include "sim/options.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <functional>
+
+#include "sim/register_file.h"
+
+namespace msrsim {
+
+namespace {
+
+// ---- value readers: each returns false for a text that is not a valid value ----
+
+bool ReadInt(const std::string& text, long long min, long long max, long long& value) {
+  if (text.empty()) return false;
+  int base = 10;
+  const char* begin = text.data();
+  const char* end = text.data() + text.size();
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    base = 16;
+    begin += 2;
+  }
+  const auto [ptr, ec] = std::from_chars(begin, end, value, base);
+  return ec == std::errc() && ptr == end && value >= min && value <= max;
+}
+
+bool ReadCount(const std::string& text, int& value) {
+  long long v = 0;
+  if (!ReadInt(text, 0, 1'000'000'000, v)) return false;
+  value = static_cast<int>(v);
+  return true;
+}
+
+bool ReadRegister(const std::string& text, int& value) {
+  long long v = 0;
+  if (!ReadInt(text, 0, 255, v)) return false;
+  value = static_cast<int>(v);
+  return true;
+}
+
+bool ReadRate(const std::string& text, uint32_t& value) {
+  long long v = 0;
+  if (!ReadInt(text, 1, 10'000'000, v)) return false;
+  value = static_cast<uint32_t>(v);
+  return true;
+}
+
+// Two hexadecimal digits, or "0x" and up to two.
+bool ReadHexByte(const std::string& text, uint8_t& value) {
+  std::string digits = text;
+  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X'))
+    digits = digits.substr(2);
+  if (digits.empty() || digits.size() > 2) return false;
+  unsigned v = 0;
+  const auto [ptr, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), v, 16);
+  if (ec != std::errc() || ptr != digits.data() + digits.size()) return false;
+  value = static_cast<uint8_t>(v);
+  return true;
+}
+
+// "all", or registers separated by commas.
+bool ReadRegisterSet(const std::string& text, RegisterSet& set) {
+  set = {};
+  if (text == "all") {
+    set.all = true;
+    return true;
+  }
+  size_t start = 0;
+  while (start <= text.size()) {
+    const size_t comma = text.find(',', start);
+    const std::string item =
+        text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+    int reg = 0;
+    if (!ReadRegister(item, reg)) return false;
+    set.registers.insert(static_cast<uint8_t>(reg));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  return true;
+}
+
+bool ReadRateList(const std::string& text, std::vector<uint32_t>& rates) {
+  rates.clear();
+  size_t start = 0;
+  while (start <= text.size()) {
+    const size_t comma = text.find(',', start);
+    uint32_t rate = 0;
+    if (!ReadRate(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start), rate)) {
+      return false;
+    }
+    rates.push_back(rate);
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  return rates.size() <= 256;
+}
+
+// Seconds, fractions allowed ("0.5"), as milliseconds; at least 1 ms.
+bool ReadSeconds(const std::string& text, int& ms) {
+  if (text.empty()) return false;
+  double seconds = 0;
+  const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (ec != std::errc() || ptr != text.data() + text.size()) return false;
+  if (!(seconds > 0 && seconds <= 86400)) return false;
+  ms = std::max(1, static_cast<int>(std::lround(seconds * 1000)));
+  return true;
+}
+
+// "COM" and a number from 1 to 255, in any letter case; written back upper-case.
+bool ReadComName(const std::string& text, std::string& name) {
+  if (text.size() < 4) return false;
+  std::string prefix = text.substr(0, 3);
+  for (char& c : prefix) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  long long number = 0;
+  if (prefix != "COM" || !ReadInt(text.substr(3), 1, 255, number) || text[3] == '0') return false;
+  name = "COM" + std::to_string(number);
+  return true;
+}
+
+// ---- the table of reader options ----
+
+using Setter = std::function<bool(ReaderSpec&, const std::string&)>;
+
+struct ReaderOption {
+  const char* name;
+  const char* value_name;  // nullptr: a switch without value
+  Setter set;
+};
+
+const std::vector<ReaderOption>& ReaderOptions() {
+  static const std::vector<ReaderOption> options = {
+      {"--cfg", "FILE", [](ReaderSpec& s, const std::string& v) { return s.cfg_file = v, !v.empty(); }},
+      {"--fill", "HEX",
+       [](ReaderSpec& s, const std::string& v) {
+         uint8_t b = 0;
+         return ReadHexByte(v, b) && (s.fill = b, true);
+       }},
+      {"--alias", "TEXT", [](ReaderSpec& s, const std::string& v) { return s.alias = v, v.size() <= 16; }},
+      {"--id", "TEXT", [](ReaderSpec& s, const std::string& v) { return s.config.identification = v, true; }},
+      {"--version-text", "TEXT",
+       [](ReaderSpec& s, const std::string& v) { return s.config.version_text = v, true; }},
+      {"--rate", "N",
+       [](ReaderSpec& s, const std::string& v) {
+         uint32_t r = 0;
+         return ReadRate(v, r) && (s.rate = r, true);
+       }},
+      {"--baud-register", "REG",
+       [](ReaderSpec& s, const std::string& v) {
+         if (v == "none") return s.config.serial_map.baud_register = -1, true;
+         return ReadRegister(v, s.config.serial_map.baud_register);
+       }},
+      {"--baud-codes", "RATES",
+       [](ReaderSpec& s, const std::string& v) { return ReadRateList(v, s.config.serial_map.baud_codes); }},
+      {"--device", "PATH",
+       [](ReaderSpec& s, const std::string& v) { return s.config.device = v, !v.empty(); }},
+      {"--register", "COMn", [](ReaderSpec& s, const std::string& v) { return ReadComName(v, s.com_name); }},
+      {"--pace", nullptr, [](ReaderSpec& s, const std::string&) { return s.config.pacing = true, true; }},
+      {"--latency", "MS",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.latency_ms); }},
+      {"--drop-every", "N",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.drop_every); }},
+      {"--bad-checksum-every", "N",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.bad_checksum_every); }},
+      {"--not-ready", "K",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.not_ready_polls); }},
+      {"--refuse-writes", "REGS",
+       [](ReaderSpec& s, const std::string& v) { return ReadRegisterSet(v, s.config.refused_writes); }},
+      {"--ignore-writes", "REGS",
+       [](ReaderSpec& s, const std::string& v) { return ReadRegisterSet(v, s.config.ignored_writes); }},
+      {"--dump-bytes", "N",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.dump_bytes); }},
+      {"--silent", nullptr, [](ReaderSpec& s, const std::string&) { return s.config.silent = true, true; }},
+      {"--close-after", "N",
+       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.close_after); }},
+      {"--swipe", "TEXT",
+       [](ReaderSpec& s, const std::string& v) { return s.config.swipes_at_start.push_back(v), true; }},
+      {"--swipe-text", "TEXT",
+       [](ReaderSpec& s, const std::string& v) { return s.config.swipe_text = v, true; }},
+      {"--swipe-every", "SECONDS",
+       [](ReaderSpec& s, const std::string& v) { return ReadSeconds(v, s.config.swipe_every_ms); }},
+  };
+  return options;
+}
+
+const ReaderOption* FindReaderOption(const std::string& name) {
+  for (const ReaderOption& option : ReaderOptions()) {
+    if (name == option.name) return &option;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& options, std::string& error) {
+  options = {};
+  ReaderSpec defaults;
+  std::vector<ReaderSpec> readers;
+  // Options before the first --reader go to `defaults`; each --reader starts from them.
+  ReaderSpec* current = &defaults;
+  bool grouped = false;
+
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    const size_t equals = arg.find('=');
+    const std::string name = arg.substr(0, equals);
+    std::optional<std::string> inline_value;
+    if (equals != std::string::npos) inline_value = arg.substr(equals + 1);
+
+    if (name == "--help" || name == "-h") {
+      options.help = true;
+      continue;
+    }
+    if (name == "--log") {
+      const std::string target = inline_value.value_or("stderr");
+      if (target == "stderr") {
+        options.log = LogTarget::kStderr;
+      } else if (target == "stdout") {
+        options.log = LogTarget::kStdout;
+      } else {
+        error = "--log takes stderr or stdout, not \"" + target + "\"";
+        return false;
+      }
+      continue;
+    }
+    if (name == "--reader" && !inline_value) {
+      grouped = true;
+      readers.push_back(defaults);
+      current = &readers.back();
+      continue;
+    }
+    const ReaderOption* option = FindReaderOption(name);
+    if (option == nullptr) {
+      error = "unknown option \"" + arg + "\"";
+      return false;
+    }
+    std::string value;
+    if (option->value_name != nullptr) {
+      if (inline_value) {
+        value = *inline_value;
+      } else if (i + 1 < args.size()) {
+        value = args[++i];
+      } else {
+        error = name + " needs a value (" + option->value_name + ")";
+        return false;
+      }
+    } else if (inline_value) {
+      error = name + " takes no value";
+      return false;
+    }
+    if (!option->set(*current, value)) {
+      error = "bad value \"" + value + "\" for " + name + " " + option->value_name;
+      return false;
+    }
+  }
+  if (!grouped) readers.push_back(defaults);
+  options.readers = std::move(readers);
+
+  // Two readers cannot answer to one port name.
+  for (size_t a = 0; a < options.readers.size(); ++a) {
+    for (size_t b = a + 1; b < options.readers.size(); ++b) {
+      if (!options.readers[a].com_name.empty() &&
+          options.readers[a].com_name == options.readers[b].com_name) {
+        error = "two readers cannot both be " + options.readers[a].com_name;
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+bool BuildReaderConfig(const ReaderSpec& spec, ReaderConfig& config, std::string& error) {
+  config = spec.config;
+  const SerialRegisterMap& map = config.serial_map;
+  if (spec.cfg_file) {
+    if (!LoadRegisterFile(*spec.cfg_file, config.registers, error)) return false;
+  } else {
+    config.registers = DefaultImage(spec.fill.value_or(0x00), spec.rate.value_or(kDefaultLineRate), map);
+  }
+  if (spec.rate) {
+    config.line_rate = *spec.rate;
+  } else {
+    // A loaded image brings its own line settings: the reader starts at the rate its register says.
+    std::optional<uint32_t> rate;
+    if (map.baud_register >= 0)
+      rate = map.RateForCode(config.registers[static_cast<size_t>(map.baud_register)]);
+    config.line_rate = rate.value_or(kDefaultLineRate);
+  }
+  if (spec.alias) SetAlias(config.registers, *spec.alias);
+  return true;
+}
+
+std::string HelpText() {
+  return R"(Usage: msrsim [OPTION]... [--reader [OPTION]...]...
+
+Emulates magnetic-stripe card readers on pseudo-terminals (or serial devices), so the configuration
+utility can be shown, taught and tested without hardware. For each reader it prints one line on standard
+output: the port path, and the COM name when --register is given. It runs until interrupted (Ctrl-C,
+SIGTERM) or until every reader's line has closed.
+
+Readers
+  --reader              start another reader. Options before the first --reader apply to every reader,
+                        options after a --reader to that reader only. Without --reader: one reader.
+
+Identity and registers
+  --id TEXT             identification sent for "D" (default "KRD36AR,3TRACK,UART"; the model is the
+                        part before the first comma)
+  --version-text TEXT   version sent for "V" (default "12345678, V1.05": serial number, version)
+  --cfg FILE            load the 256-byte register image from a .cfg file ([MSRRegister] Registers=)
+  --fill HEX            fill byte of the default image (default 00); the alias area stays FF and the
+                        serial settings registers describe the line
+  --alias TEXT          alias name (up to 16 characters) in registers 224-239
+  --rate N              the reader's line rate in bit/s (default 19200, or what the .cfg image's
+                        baud-rate register says)
+  --baud-register REG   register that holds the baud-rate code (default 0x01; "none": no such register)
+  --baud-codes RATES    rates of codes 0, 1, ... (default 1200,2400,4800,9600,19200,38400,57600,115200)
+
+Line
+  --device PATH         play the reader on an existing serial device instead of a new pseudo-terminal
+  --register COMn       add "COMn = <path>" to [SerialPorts] of the user's settings.ini while running
+  --pace                send replies at the line's byte time (10 bits per byte)
+  --latency MS          wait MS milliseconds before each reply
+
+Faults
+  --drop-every N        leave out every Nth reply
+  --bad-checksum-every N  spoil the checksum digits of every Nth reply that carries them ("B")
+  --not-ready K         answer "N" to the first K polls ("D")
+  --refuse-writes REGS  answer "E3" to writes of these registers (comma list or "all")
+  --ignore-writes REGS  answer "A" to writes of these registers but keep the old value
+  --dump-bytes N        send only the first N bytes of the dump ("Y")
+  --silent              answer nothing at all
+  --close-after N       close the line after the Nth transaction (the host sees a hang-up)
+
+Card swipes (track data followed by CR LF, sent outside transactions)
+  --swipe TEXT          send TEXT once when the line opens (repeatable)
+  --swipe-text TEXT     track data for key presses and the timer
+                        (default "%B4111111111111111^DOE/JOHN^2512101?;4111111111111111=2512101?")
+  --swipe-every SECONDS send the swipe text periodically
+  Pressing Enter on standard input swipes every reader; a number and Enter swipes that reader
+  (1 = the first); any other text and Enter swipes that text on every reader.
+
+Other
+  --log[=stderr|stdout] print each transaction and swipe (default stderr)
+  -h, --help            show this help and exit
+
+Error replies: "E1" checksum wrong or missing, "E2" unknown command or malformed request,
+"E3" write refused.
+
+Registers and numbers: decimal or 0x-prefixed hexadecimal (REG, REGS, N); HEX is hexadecimal.
+Every option also takes its value as --option=value.
+
+Examples
+  msrsim --register COM5 --log
+  msrsim --cfg reader.cfg --alias "SHOP-1" --rate 9600
+  msrsim --reader --id "KRD36AR,3TRACK,UART" --reader --id "KRD12,2TRACK,UART" --not-ready 1
+)";
+}
+
+}  // namespace msrsim

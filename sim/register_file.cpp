@@ -1,0 +1,56 @@
+#include "sim/register_file.h"
+
+#include "platform/file_system.h"
+#include "registers/clsINIFile.h"
+#include "sim/frame.h"
+
+namespace msrsim {
+
+bool ParseRegisterHex(const std::string& hex, RegisterImage& image, std::string& error) {
+  std::string digits;
+  for (const char c : hex) {
+    if (c == ' ' || c == '\t') continue;
+    digits.push_back(c);
+  }
+  if (digits.size() % 2 != 0) {
+    error = "odd number of hexadecimal digits (" + std::to_string(digits.size()) + ")";
+    return false;
+  }
+  if (digits.size() != 2 * image.size()) {
+    error = "holds " + std::to_string(digits.size() / 2) + " bytes, a register image has " +
+            std::to_string(image.size());
+    return false;
+  }
+  RegisterImage parsed{};
+  for (size_t i = 0; i < parsed.size(); ++i) {
+    const auto byte = ParseHexByte(std::string_view(digits).substr(2 * i, 2));
+    if (!byte) {
+      error = "\"" + digits.substr(2 * i, 2) + "\" at register " + std::to_string(i) + " is not hexadecimal";
+      return false;
+    }
+    parsed[i] = *byte;
+  }
+  image = parsed;
+  return true;
+}
+
+bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string& error) {
+  if (!platform::FileExists(path)) {
+    error = path + ": no such file";
+    return false;
+  }
+  clsINIFile file(path);
+  std::string hex;
+  if (!file.GetKeyValue("Registers", hex, "", "MSRRegister")) {
+    error = path + ": no key Registers in section [MSRRegister]";
+    return false;
+  }
+  std::string problem;
+  if (!ParseRegisterHex(hex, image, problem)) {
+    error = path + ": Registers " + problem;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace msrsim

@@ -1,0 +1,19 @@
+#pragma once
+// Loading the reader's register image from a configuration file: section "MSRRegister", key "Registers",
+// two hexadecimal digits per byte, address 0 first, blanks anywhere.
+
+#include <string>
+
+#include "sim/reader_config.h"
+
+namespace msrsim {
+
+// Reads the 256-byte image from `hex`. Unlike a lenient reader, anything but hexadecimal digits and
+// blanks, an odd digit count or a length other than 256 bytes is an error: a broken file should stop the
+// emulator with a message, not start a reader with half an image. `error` says what is wrong.
+bool ParseRegisterHex(const std::string& hex, RegisterImage& image, std::string& error);
+
+// Loads `path`. On failure `image` is unchanged and `error` names the file and the problem.
+bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string& error);
+
+}  // namespace msrsim

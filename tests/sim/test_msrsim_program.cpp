@@ -1,0 +1,105 @@
+// The msrsim executable as scripts use it: in MSR_BUILD_DIR, which CTest sets, or else in the build folder
+// above this test program.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/file_system.h"
+#include "platform/paths.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+std::string Program() {
+  const std::string dir =
+      platform::GetEnvironment("MSR_BUILD_DIR", platform::DirName(platform::ProgramDir()));
+  return platform::Join(dir, "msrsim");
+}
+
+// Runs `script` with sh in `dir`, standard input from /dev/null; returns the exit code the script wrote
+// into "rc" (the script itself must end with: echo $? > rc).
+int RunScript(const test_support::TempDir& dir, const std::string& script) {
+  const std::string command =
+      "cd '" + dir.path() + "' && MSRSIM='" + Program() + "' sh -c '" + script + "' </dev/null";
+  if (std::system(command.c_str()) == -1) return -1;
+  const std::string rc = dir.ReadFile("rc");
+  return rc.empty() ? -1 : std::atoi(rc.c_str());
+}
+
+class MsrsimProgram : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(platform::FileExists(Program())) << Program() << " is missing: build the msrsim target";
+  }
+  test_support::TempDir dir_{"msrsim-run"};
+};
+
+TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
+  ASSERT_EQ(RunScript(dir_, "\"$MSRSIM\" --help > out; echo $? > rc"), 0);
+  const std::string help = dir_.ReadFile("out");
+  for (const char* option : {"--reader",
+                             "--cfg",
+                             "--fill",
+                             "--alias",
+                             "--id",
+                             "--version-text",
+                             "--rate",
+                             "--device",
+                             "--register",
+                             "--pace",
+                             "--latency",
+                             "--drop-every",
+                             "--bad-checksum-every",
+                             "--not-ready",
+                             "--refuse-writes",
+                             "--ignore-writes",
+                             "--dump-bytes",
+                             "--silent",
+                             "--close-after",
+                             "--swipe",
+                             "--swipe-every",
+                             "--log"}) {
+    EXPECT_THAT(help, HasSubstr(option));
+  }
+}
+
+TEST_F(MsrsimProgram, BadCommandLinesAndBrokenCfgFilesStopWithAMessage) {
+  EXPECT_EQ(RunScript(dir_, "\"$MSRSIM\" --latency soon 2> err; echo $? > rc"), 2);
+  EXPECT_THAT(dir_.ReadFile("err"), HasSubstr("--latency"));
+
+  dir_.WriteFile("broken.cfg", "[MSRRegister]\nRegisters = 0G\n");
+  EXPECT_EQ(RunScript(dir_, "\"$MSRSIM\" --cfg broken.cfg > out 2> err; echo $? > rc"), 2);
+  EXPECT_THAT(dir_.ReadFile("err"), HasSubstr("broken.cfg"));
+  EXPECT_EQ(dir_.ReadFile("out"), "") << "no port is announced for a reader that never started";
+}
+
+// Two readers, one of them registered as COM7: both paths are announced, the settings line exists while
+// msrsim runs and is gone after SIGTERM, and the exit is clean.
+TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndRemovesItOnSigterm) {
+  const std::string script =
+      "export XDG_CONFIG_HOME=\"$PWD/config\"; "
+      ": > ports; \"$MSRSIM\" --reader --register COM7 --reader > ports & pid=$!; "
+      "i=0; while [ $(wc -l < ports) -lt 2 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "cp config/zk4100_MSR/settings.ini during.ini; "
+      "kill -TERM $pid; wait $pid; echo $? > rc";
+  ASSERT_EQ(RunScript(dir_, script), 0);
+
+  const std::string ports = dir_.ReadFile("ports");
+  const size_t newline = ports.find('\n');
+  ASSERT_NE(newline, std::string::npos) << ports;
+  const std::string first = ports.substr(0, newline);
+  ASSERT_THAT(first, HasSubstr(" COM7"));
+  const std::string path = first.substr(0, first.find(' '));
+  EXPECT_EQ(path.rfind("/dev/pts/", 0), 0u) << path;
+  EXPECT_THAT(ports.substr(newline + 1), Not(HasSubstr("COM"))) << "the second reader is not registered";
+
+  EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("COM7 = " + path));
+  EXPECT_THAT(dir_.ReadFile("config/zk4100_MSR/settings.ini"), Not(HasSubstr("COM7")));
+}
+
+}  // namespace

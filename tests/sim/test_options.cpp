@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "sim/options.h"
+#include "sim/register_file.h"
+#include "tests/support/temp_dir.h"
+
+namespace msrsim {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string ImageHex(uint8_t fill, int blanks_every = 0) {
+  std::string hex;
+  for (int i = 0; i < 256; ++i) {
+    if (blanks_every > 0 && i > 0 && i % blanks_every == 0) hex += ' ';
+    hex += i == 1 ? "03" : (i == 0x10 ? "A5" : (fill == 0xFF ? "FF" : "0C"));
+  }
+  return hex;
+}
+
+bool Parse(const std::vector<std::string>& args, ProgramOptions& options, std::string& error) {
+  return ParseCommandLine(args, options, error);
+}
+
+TEST(RegisterFile, LoadsTheImageWithBlanksAndRejectsBrokenOnesClearly) {
+  test_support::TempDir dir("msrsim-cfg");
+  const std::string good = dir.WriteFile(
+      "good.cfg", "[MSRRegister]\r\nModule = KRD36AR\r\nRegisters = " + ImageHex(0x0C, 16) + "\r\n");
+  RegisterImage image{};
+  std::string error;
+  ASSERT_TRUE(LoadRegisterFile(good, image, error)) << error;
+  EXPECT_EQ(image[0x01], 0x03);
+  EXPECT_EQ(image[0x10], 0xA5);
+  EXPECT_EQ(image[0xFF], 0x0C);
+
+  std::string bad_digit = ImageHex(0x0C);
+  bad_digit[40] = 'X';
+  const std::string bad = dir.WriteFile("bad.cfg", "[MSRRegister]\nRegisters = " + bad_digit + "\n");
+  RegisterImage untouched{};
+  EXPECT_FALSE(LoadRegisterFile(bad, untouched, error));
+  EXPECT_THAT(error, HasSubstr("bad.cfg"));
+  EXPECT_THAT(error, HasSubstr("register 20 is not hexadecimal"));
+  EXPECT_EQ(untouched[0x01], 0x00) << "a failed load leaves the image alone";
+
+  const std::string short_file = dir.WriteFile("short.cfg", "[MSRRegister]\nRegisters = 0102\n");
+  EXPECT_FALSE(LoadRegisterFile(short_file, image, error));
+  EXPECT_THAT(error, HasSubstr("holds 2 bytes"));
+  const std::string odd = dir.WriteFile("odd.cfg", "[MSRRegister]\nRegisters = 010\n");
+  EXPECT_FALSE(LoadRegisterFile(odd, image, error));
+  EXPECT_THAT(error, HasSubstr("odd number"));
+  const std::string no_key = dir.WriteFile("nokey.cfg", "[Other]\nRegisters = " + ImageHex(0) + "\n");
+  EXPECT_FALSE(LoadRegisterFile(no_key, image, error));
+  EXPECT_THAT(error, HasSubstr("no key Registers"));
+  EXPECT_FALSE(LoadRegisterFile(dir.File("missing.cfg"), image, error));
+  EXPECT_THAT(error, HasSubstr("no such file"));
+}
+
+TEST(CommandLine, OptionsBeforeTheFirstReaderApplyToAllAndAfterItToOne) {
+  ProgramOptions options;
+  std::string error;
+  ASSERT_TRUE(Parse({"--log=stdout", "--latency", "5", "--reader", "--id", "KRD12,X", "--register", "com7",
+                     "--reader", "--not-ready=2", "--refuse-writes", "0x10,18", "--ignore-writes", "all"},
+                    options, error))
+      << error;
+  EXPECT_EQ(options.log, LogTarget::kStdout);
+  ASSERT_EQ(options.readers.size(), 2u);
+  const ReaderSpec& first = options.readers[0];
+  const ReaderSpec& second = options.readers[1];
+  EXPECT_EQ(first.config.latency_ms, 5);
+  EXPECT_EQ(second.config.latency_ms, 5);
+  EXPECT_EQ(first.config.identification, "KRD12,X");
+  EXPECT_EQ(second.config.identification, kDefaultIdentification);
+  EXPECT_EQ(first.com_name, "COM7");
+  EXPECT_EQ(second.com_name, "");
+  EXPECT_EQ(second.config.not_ready_polls, 2);
+  EXPECT_TRUE(second.config.refused_writes.Contains(0x10));
+  EXPECT_TRUE(second.config.refused_writes.Contains(0x12));
+  EXPECT_FALSE(second.config.refused_writes.Contains(0x11));
+  EXPECT_TRUE(second.config.ignored_writes.Contains(0xEE));
+
+  ASSERT_TRUE(
+      Parse({"--swipe-every", "0.5", "--swipe", "a", "--swipe", "b", "--pace", "--silent"}, options, error));
+  ASSERT_EQ(options.readers.size(), 1u);
+  EXPECT_EQ(options.readers[0].config.swipe_every_ms, 500);
+  EXPECT_EQ(options.readers[0].config.swipes_at_start, (std::vector<std::string>{"a", "b"}));
+  EXPECT_TRUE(options.readers[0].config.pacing);
+  EXPECT_TRUE(options.readers[0].config.silent);
+}
+
+TEST(CommandLine, BadOptionsAreNamedInTheError) {
+  ProgramOptions options;
+  std::string error;
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"--bogus"}, "unknown option \"--bogus\""},
+      {{"--rate"}, "--rate needs a value"},
+      {{"--rate", "fast"}, "bad value \"fast\" for --rate"},
+      {{"--fill", "1FF"}, "--fill"},
+      {{"--register", "LPT1"}, "--register"},
+      {{"--refuse-writes", "1,300"}, "--refuse-writes"},
+      {{"--alias", "seventeen chars!!"}, "--alias"},
+      {{"--pace=yes"}, "--pace takes no value"},
+      {{"--log=file"}, "--log takes stderr or stdout"},
+      {{"--reader", "--register", "COM3", "--reader", "--register", "com3"},
+       "two readers cannot both be COM3"},
+  };
+  for (const auto& [args, expected] : cases) {
+    EXPECT_FALSE(Parse(args, options, error)) << args[0];
+    EXPECT_THAT(error, HasSubstr(expected));
+  }
+  EXPECT_TRUE(Parse({"-h"}, options, error));
+  EXPECT_TRUE(options.help);
+}
+
+TEST(CommandLine, ImageComesFromCfgOrFillAndTheRateFollowsIt) {
+  test_support::TempDir dir("msrsim-opt");
+  const std::string cfg = dir.WriteFile("r.cfg", "[MSRRegister]\nRegisters=" + ImageHex(0xFF) + "\n");
+  ProgramOptions options;
+  std::string error;
+  ReaderConfig config;
+
+  ASSERT_TRUE(Parse({"--cfg", cfg, "--alias", "SHOP-1"}, options, error)) << error;
+  ASSERT_TRUE(BuildReaderConfig(options.readers[0], config, error)) << error;
+  EXPECT_EQ(config.line_rate, 9600u) << "code 3 in the file's baud-rate register";
+  EXPECT_EQ(config.registers[0x10], 0xA5);
+  EXPECT_EQ(GetAlias(config.registers), "SHOP-1");
+
+  ASSERT_TRUE(Parse({"--cfg", cfg, "--rate", "57600"}, options, error));
+  ASSERT_TRUE(BuildReaderConfig(options.readers[0], config, error));
+  EXPECT_EQ(config.line_rate, 57600u);
+
+  ASSERT_TRUE(Parse({"--fill", "AA", "--rate", "9600"}, options, error));
+  ASSERT_TRUE(BuildReaderConfig(options.readers[0], config, error));
+  EXPECT_EQ(config.registers[0x20], 0xAA);
+  EXPECT_EQ(config.registers[0x01], 3);
+  EXPECT_EQ(config.registers[kAliasFirst], 0xFF);
+  EXPECT_EQ(config.line_rate, 9600u);
+
+  ASSERT_TRUE(Parse({"--cfg", dir.File("none.cfg")}, options, error));
+  EXPECT_FALSE(BuildReaderConfig(options.readers[0], config, error));
+  EXPECT_THAT(error, HasSubstr("none.cfg"));
+}
+
+}  // namespace
+}  // namespace msrsim

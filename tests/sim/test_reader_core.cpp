@@ -1,0 +1,220 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "sim/frame.h"
+#include "sim/reader_core.h"
+
+namespace msrsim {
+namespace {
+
+constexpr uint32_t kRate = 19200;
+
+std::string Wire(const FeedResult& result) {
+  std::string out;
+  for (const LineOutput& output : result.outputs) out.append(output.bytes.begin(), output.bytes.end());
+  return out;
+}
+
+std::string Framed(const std::string& text) {
+  return "\x02" + text + "\r";
+}
+std::string WithChecksum(const std::string& text) {
+  return Framed(text + HexByte(Checksum(text)));
+}
+
+// Sends one request frame (checksum digits added when asked) and returns what went on the wire.
+std::string Ask(ReaderCore& core, const std::string& text, bool checksum = false,
+                uint32_t host_rate = kRate) {
+  return Wire(core.Feed(checksum ? WithChecksum(text) : Framed(text), host_rate));
+}
+
+TEST(ReaderCore, AnswersVersionIdentificationAndRegisterReads) {
+  ReaderConfig config;
+  config.registers[0x12] = 0x5A;
+  ReaderCore core(config);
+
+  EXPECT_EQ(Ask(core, "V"), Framed("A,12345678, V1.05"));
+  EXPECT_EQ(Ask(core, "D"), Framed("A,KRD36AR,3TRACK,UART"));
+  EXPECT_EQ(Ask(core, "D05"), Framed("A,KRD36AR,3TRACK,UART"));
+  // "B" replies carry the checksum digits of "A" + value.
+  EXPECT_EQ(Ask(core, "B12"), Framed("A5A" + HexByte(Checksum("A5A"))));
+  EXPECT_EQ(Ask(core, "B12"), Framed("A5AB7"));
+  EXPECT_EQ(core.TransactionCount(), 5u);
+}
+
+TEST(ReaderCore, DefaultImageHasNoAliasAndDescribesItsLine) {
+  ReaderCore core(ReaderConfig{});
+  const RegisterImage& image = core.Registers();
+  for (int i = kAliasFirst; i < kAliasFirst + kAliasLength; ++i) EXPECT_EQ(image[i], 0xFF) << i;
+  EXPECT_EQ(image[0x01], 4) << "19200 is baud-rate code 4";
+  EXPECT_EQ(image[0x03], 8);
+  EXPECT_EQ(image[0x10], 0x00);
+  EXPECT_EQ(image[0xF0], 0x00);
+  EXPECT_EQ(GetAlias(image), "");
+}
+
+TEST(ReaderCore, WritesNeedTheirChecksumAndAnswerPlainA) {
+  ReaderCore core(ReaderConfig{});
+  EXPECT_EQ(Ask(core, "C12,5A", true), Framed("A"));
+  EXPECT_EQ(core.Registers()[0x12], 0x5A);
+  EXPECT_EQ(Ask(core, "c", false), Framed("E2"));
+
+  // Wrong or missing digits: refused, value unchanged.
+  EXPECT_EQ(Ask(core, "C12,0049"), Framed(kErrorChecksum));
+  EXPECT_EQ(Ask(core, "C12,00"), Framed(kErrorChecksum));
+  EXPECT_EQ(core.Registers()[0x12], 0x5A);
+  // Malformed writes and unknown commands.
+  EXPECT_EQ(Ask(core, "C12;00", true), Framed(kErrorCommand));
+  EXPECT_EQ(Ask(core, "C1G,00", true), Framed(kErrorCommand));
+  EXPECT_EQ(Ask(core, "B1"), Framed(kErrorCommand));
+  EXPECT_EQ(Ask(core, "V56"), Framed(kErrorCommand));
+  EXPECT_EQ(Ask(core, "X"), Framed(kErrorCommand));
+  // Lower-case hexadecimal is understood.
+  EXPECT_EQ(Ask(core, "C2a,ff", true), Framed("A"));
+  EXPECT_EQ(core.Registers()[0x2A], 0xFF);
+}
+
+TEST(ReaderCore, DumpIsTheRawImageUnframed) {
+  ReaderConfig config;
+  for (int i = 0; i < 256; ++i) config.registers[i] = static_cast<uint8_t>(i ^ 0x55);
+  config.serial_map.baud_register = -1;  // keep the pattern intact
+  ReaderCore core(config);
+  const std::string dump = Ask(core, "Y");
+  ASSERT_EQ(dump.size(), 256u);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(static_cast<uint8_t>(dump[i]), i ^ 0x55) << i;
+  EXPECT_EQ(core.Feed(Framed("Y"), kRate).transactions.at(0).reply, "<dump of 256 bytes>");
+}
+
+TEST(ReaderCore, HostAtAnotherRateGetsNoiseAndWriteOfBaudRegisterMovesAfterTheReply) {
+  ReaderCore core(ReaderConfig{});
+  const FeedResult garbled = core.Feed(Framed("V"), 9600);
+  ASSERT_EQ(garbled.transactions.size(), 1u);
+  EXPECT_EQ(garbled.transactions[0].fate, ReplyFate::kGarbled);
+  const std::string noise = Wire(garbled);
+  EXPECT_FALSE(noise.empty());
+  EXPECT_EQ(noise.find('\x02'), std::string::npos);
+
+  // The "A" to the write still goes out at 19200; only then does the reader listen at 9600.
+  const FeedResult moved = core.Feed(WithChecksum("C01,03"), kRate);
+  ASSERT_EQ(moved.outputs.size(), 1u);
+  EXPECT_EQ(Wire(moved), Framed("A"));
+  EXPECT_EQ(moved.outputs[0].rate, kRate);
+  EXPECT_EQ(moved.outputs[0].rate_after, 9600u);
+  EXPECT_EQ(core.LineRate(), 9600u);
+  EXPECT_EQ(Ask(core, "V", false, kRate).find('\x02'), std::string::npos);
+  EXPECT_EQ(Ask(core, "V", false, 9600), Framed("A,12345678, V1.05"));
+
+  // A code the table does not know is stored, but the line stays.
+  EXPECT_EQ(Ask(core, "C01,09", true, 9600), Framed("A"));
+  EXPECT_EQ(core.Registers()[0x01], 0x09);
+  EXPECT_EQ(core.LineRate(), 9600u);
+  // Rate 0 means the host's speed cannot be seen (a real device): no garbling then.
+  EXPECT_EQ(Ask(core, "V", false, 0), Framed("A,12345678, V1.05"));
+}
+
+TEST(ReaderCore, StartRateIsWrittenIntoTheBaudRegister) {
+  ReaderConfig config;
+  config.line_rate = 115200;
+  ReaderCore core(config);
+  EXPECT_EQ(core.Registers()[0x01], 7);
+
+  config.serial_map.baud_register = 0x40;
+  config.serial_map.baud_codes = {9600, 115200};
+  ReaderCore other(config);
+  EXPECT_EQ(other.Registers()[0x40], 1);
+  EXPECT_EQ(Ask(other, "C40,00", true, 115200), Framed("A"));
+  EXPECT_EQ(other.LineRate(), 9600u);
+  other.SetRegister(0x40, 1);
+  EXPECT_EQ(other.LineRate(), 115200u);
+}
+
+TEST(ReaderCore, DropsEveryNthReplyAndSpoilsEveryNthChecksum) {
+  ReaderConfig config;
+  config.drop_every = 3;
+  config.bad_checksum_every = 2;
+  ReaderCore core(config);
+  EXPECT_EQ(Ask(core, "B05"), Framed("A00A1"));
+  const std::string spoiled = Ask(core, "B05");
+  EXPECT_EQ(spoiled, Framed("A00A2")) << "the value stays, the digits are off by one";
+  const FeedResult third = core.Feed(Framed("V"), kRate);
+  EXPECT_EQ(third.transactions.at(0).fate, ReplyFate::kDropped);
+  EXPECT_TRUE(Wire(third).empty());
+  EXPECT_EQ(Ask(core, "V"), Framed("A,12345678, V1.05"));
+  EXPECT_EQ(core.TransactionCount(), 4u);
+}
+
+TEST(ReaderCore, NotReadyPollsRefusedAndIgnoredWritesShortDumpAndSilence) {
+  ReaderConfig config;
+  config.not_ready_polls = 2;
+  config.refused_writes.registers = {0x20};
+  config.ignored_writes.registers = {0x21};
+  config.dump_bytes = 100;
+  ReaderCore core(config);
+
+  EXPECT_EQ(Ask(core, "D"), Framed("N"));
+  EXPECT_EQ(Ask(core, "D01"), Framed("N"));
+  EXPECT_EQ(Ask(core, "D"), Framed("A,KRD36AR,3TRACK,UART"));
+
+  EXPECT_EQ(Ask(core, "C20,11", true), Framed(kErrorRefused));
+  EXPECT_EQ(Ask(core, "C21,11", true), Framed("A"));
+  EXPECT_EQ(Ask(core, "C22,11", true), Framed("A"));
+  EXPECT_EQ(core.Registers()[0x20], 0x00);
+  EXPECT_EQ(core.Registers()[0x21], 0x00);
+  EXPECT_EQ(core.Registers()[0x22], 0x11);
+
+  EXPECT_EQ(Ask(core, "Y").size(), 100u);
+
+  config = ReaderConfig{};
+  config.silent = true;
+  config.ignored_writes.all = true;
+  ReaderCore silent(config);
+  const FeedResult result = silent.Feed(WithChecksum("C30,01") + Framed("V"), kRate);
+  EXPECT_TRUE(Wire(result).empty());
+  ASSERT_EQ(result.transactions.size(), 2u);
+  EXPECT_EQ(result.transactions[0].fate, ReplyFate::kSilent);
+  EXPECT_EQ(silent.Registers()[0x30], 0x00);
+}
+
+TEST(ReaderCore, ClosesAfterTheNthTransactionAndTakesNothingMore) {
+  ReaderConfig config;
+  config.close_after = 2;
+  ReaderCore core(config);
+  const FeedResult result = core.Feed(Framed("V") + Framed("D") + Framed("V"), kRate);
+  ASSERT_EQ(result.transactions.size(), 2u);
+  ASSERT_EQ(result.outputs.size(), 2u);
+  EXPECT_FALSE(result.outputs[0].close_after);
+  EXPECT_TRUE(result.outputs[1].close_after);
+  EXPECT_EQ(Wire(result), Framed("A,12345678, V1.05") + Framed("A,KRD36AR,3TRACK,UART"));
+  EXPECT_TRUE(core.Closed());
+  EXPECT_TRUE(core.Feed(Framed("V"), kRate).transactions.empty());
+  EXPECT_FALSE(core.Swipe("x", kRate));
+}
+
+TEST(ReaderCore, SwipeSendsTrackDataWithCrLfAndIsGarbledLikeAReply) {
+  ReaderCore core(ReaderConfig{});
+  const auto swipe = core.Swipe(kDefaultSwipeText, kRate);
+  ASSERT_TRUE(swipe);
+  EXPECT_EQ(std::string(swipe->bytes.begin(), swipe->bytes.end()), std::string(kDefaultSwipeText) + "\r\n");
+  EXPECT_FALSE(swipe->is_reply);
+  const auto garbled = core.Swipe("abc", 38400);
+  ASSERT_TRUE(garbled);
+  EXPECT_NE(std::string(garbled->bytes.begin(), garbled->bytes.end()), "abc\r\n");
+  EXPECT_EQ(core.TransactionCount(), 0u) << "a swipe is no transaction";
+}
+
+TEST(ReaderCore, AliasTextIsPaddedWithFfAndCutAtSixteen) {
+  RegisterImage image{};
+  SetAlias(image, "SHOP-1");
+  EXPECT_EQ(image[kAliasFirst], 'S');
+  EXPECT_EQ(image[kAliasFirst + 5], '1');
+  EXPECT_EQ(image[kAliasFirst + 6], 0xFF);
+  EXPECT_EQ(image[kAliasFirst + 15], 0xFF);
+  EXPECT_EQ(image[kAliasFirst + 16], 0x00);
+  EXPECT_EQ(GetAlias(image), "SHOP-1");
+  SetAlias(image, "0123456789ABCDEFGH");
+  EXPECT_EQ(GetAlias(image), "0123456789ABCDEF");
+}
+
+}  // namespace
+}  // namespace msrsim
