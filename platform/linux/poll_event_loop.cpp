@@ -132,7 +132,7 @@ void PollEventLoop::WaitForEvents(int max_ms) {
   std::vector<std::shared_ptr<WatchRecord>> polled;
   fds.push_back({s.wake_fd, POLLIN, 0});
   for (const auto& w : s.watches) {
-    if (w->removed || w->running || w->conditions == 0) continue;
+    if (w->removed || w->running) continue;  // a paused watch (no conditions) still hears hang-ups
     fds.push_back({w->fd, ToPollEvents(w->conditions), 0});
     polled.push_back(w);
   }

@@ -71,7 +71,12 @@ class TermiosSerialControl final : public SerialControl {
   int32_t CommID() const override { return fd_; }
   int16_t CommEvent() const override { return comm_event_; }
 
-  int32_t InBufferCount() const override { return static_cast<int32_t>(input_.size()); }
+  int32_t InBufferCount() const override {
+    // Like a driver's own queue count, the count includes what the kernel holds right now, so code that
+    // polls it between loop dispatches (the raw register dump) sees bytes as soon as they arrive.
+    const_cast<TermiosSerialControl*>(this)->PullInput();
+    return static_cast<int32_t>(input_.size());
+  }
   void SetInBufferCount(int32_t count) override;
   int32_t InBufferSize() const override { return in_buffer_size_; }
   void SetInBufferSize(int32_t size) override {
@@ -146,6 +151,8 @@ class TermiosSerialControl final : public SerialControl {
   void ClosePort();
 
   void OnReady(unsigned conditions);
+  // Moves what the kernel holds into the input buffer outside a loop dispatch.
+  void PullInput();
   // Reads what the device has, as far as the input buffer has room. False when the device is gone.
   bool ReadInput(bool& got_data, size_t& line_errors);
   // Sends queued output as far as the device takes it. False when the device is gone.
@@ -423,7 +430,27 @@ void TermiosSerialControl::SetOutBufferCount(int32_t count) {
   }
 }
 
+void TermiosSerialControl::PullInput() {
+  if (fd_ < 0 || reading_paused_) return;
+  bool got_data = false;
+  size_t line_errors = 0;
+  if (!ReadInput(got_data, line_errors)) return;  // the watch reports the lost device
+  UpdateWatch();
+  const bool notify_data = got_data && r_threshold_ > 0 && input_.size() >= static_cast<size_t>(r_threshold_);
+  if (!notify_data && line_errors == 0) return;
+  // The events for these bytes come from the loop, not from inside the caller's property read.
+  const std::weak_ptr<bool> alive = alive_;
+  const uint64_t generation = generation_;
+  EventLoop& loop = loop_ ? *loop_ : CurrentEventLoop();
+  loop.Post([this, alive, generation, notify_data, line_errors] {
+    if (alive.expired() || fd_ < 0 || generation_ != generation) return;
+    if (notify_data && !Raise(kCommEvReceive, generation)) return;
+    if (line_errors > 0) Raise(kCommEventFrame, generation);
+  });
+}
+
 Bytes TermiosSerialControl::CommInput() {
+  PullInput();
   size_t count = input_.size();
   if (input_len_ > 0) count = std::min(count, static_cast<size_t>(input_len_));
   Bytes taken(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(count));
