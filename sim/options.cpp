@@ -122,7 +122,7 @@ bool ReadComName(const std::string& text, std::string& name) {
 
 // ---- the table of reader options ----
 
-using Setter = std::function<bool(ReaderSpec&, const std::string&)>;
+using Setter = std::function<bool(ReaderArgs&, const std::string&)>;
 
 struct ReaderOption {
   const char* name;
@@ -132,55 +132,55 @@ struct ReaderOption {
 
 const std::vector<ReaderOption>& ReaderOptions() {
   static const std::vector<ReaderOption> options = {
-      {"--cfg", "FILE", [](ReaderSpec& s, const std::string& v) { return s.cfg_file = v, !v.empty(); }},
+      {"--cfg", "FILE", [](ReaderArgs& r, const std::string& v) { return r.cfg_file = v, !v.empty(); }},
       {"--fill", "HEX",
-       [](ReaderSpec& s, const std::string& v) {
+       [](ReaderArgs& r, const std::string& v) {
          uint8_t b = 0;
-         return ReadHexByte(v, b) && (s.fill = b, true);
+         return ReadHexByte(v, b) && (r.fill = b, true);
        }},
-      {"--alias", "TEXT", [](ReaderSpec& s, const std::string& v) { return s.alias = v, v.size() <= 16; }},
-      {"--id", "TEXT", [](ReaderSpec& s, const std::string& v) { return s.config.identification = v, true; }},
+      {"--alias", "TEXT", [](ReaderArgs& r, const std::string& v) { return r.alias = v, v.size() <= 16; }},
+      {"--id", "TEXT", [](ReaderArgs& r, const std::string& v) { return r.config.identification = v, true; }},
       {"--version-text", "TEXT",
-       [](ReaderSpec& s, const std::string& v) { return s.config.version_text = v, true; }},
+       [](ReaderArgs& r, const std::string& v) { return r.config.version_text = v, true; }},
       {"--rate", "N",
-       [](ReaderSpec& s, const std::string& v) {
-         uint32_t r = 0;
-         return ReadRate(v, r) && (s.rate = r, true);
+       [](ReaderArgs& r, const std::string& v) {
+         uint32_t rate = 0;
+         return ReadRate(v, rate) && (r.rate = rate, true);
        }},
       {"--baud-register", "REG",
-       [](ReaderSpec& s, const std::string& v) {
-         if (v == "none") return s.config.serial_map.baud_register = -1, true;
-         return ReadRegister(v, s.config.serial_map.baud_register);
+       [](ReaderArgs& r, const std::string& v) {
+         if (v == "none") return r.config.serial_map.baud_register = -1, true;
+         return ReadRegister(v, r.config.serial_map.baud_register);
        }},
       {"--baud-codes", "RATES",
-       [](ReaderSpec& s, const std::string& v) { return ReadRateList(v, s.config.serial_map.baud_codes); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadRateList(v, r.config.serial_map.baud_codes); }},
       {"--device", "PATH",
-       [](ReaderSpec& s, const std::string& v) { return s.config.device = v, !v.empty(); }},
-      {"--register", "COMn", [](ReaderSpec& s, const std::string& v) { return ReadComName(v, s.com_name); }},
-      {"--pace", nullptr, [](ReaderSpec& s, const std::string&) { return s.config.pacing = true, true; }},
+       [](ReaderArgs& r, const std::string& v) { return r.config.device = v, !v.empty(); }},
+      {"--register", "COMn", [](ReaderArgs& r, const std::string& v) { return ReadComName(v, r.com_name); }},
+      {"--pace", nullptr, [](ReaderArgs& r, const std::string&) { return r.config.pacing = true, true; }},
       {"--latency", "MS",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.latency_ms); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.latency_ms); }},
       {"--drop-every", "N",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.drop_every); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.drop_every); }},
       {"--bad-checksum-every", "N",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.bad_checksum_every); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.bad_checksum_every); }},
       {"--not-ready", "K",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.not_ready_polls); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.not_ready_polls); }},
       {"--refuse-writes", "REGS",
-       [](ReaderSpec& s, const std::string& v) { return ReadRegisterSet(v, s.config.refused_writes); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.refused_writes); }},
       {"--ignore-writes", "REGS",
-       [](ReaderSpec& s, const std::string& v) { return ReadRegisterSet(v, s.config.ignored_writes); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.ignored_writes); }},
       {"--dump-bytes", "N",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.dump_bytes); }},
-      {"--silent", nullptr, [](ReaderSpec& s, const std::string&) { return s.config.silent = true, true; }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.dump_bytes); }},
+      {"--silent", nullptr, [](ReaderArgs& r, const std::string&) { return r.config.silent = true, true; }},
       {"--close-after", "N",
-       [](ReaderSpec& s, const std::string& v) { return ReadCount(v, s.config.close_after); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.close_after); }},
       {"--swipe", "TEXT",
-       [](ReaderSpec& s, const std::string& v) { return s.config.swipes_at_start.push_back(v), true; }},
+       [](ReaderArgs& r, const std::string& v) { return r.config.swipes_at_start.push_back(v), true; }},
       {"--swipe-text", "TEXT",
-       [](ReaderSpec& s, const std::string& v) { return s.config.swipe_text = v, true; }},
+       [](ReaderArgs& r, const std::string& v) { return r.config.swipe_text = v, true; }},
       {"--swipe-every", "SECONDS",
-       [](ReaderSpec& s, const std::string& v) { return ReadSeconds(v, s.config.swipe_every_ms); }},
+       [](ReaderArgs& r, const std::string& v) { return ReadSeconds(v, r.config.swipe_every_ms); }},
   };
   return options;
 }
@@ -196,10 +196,10 @@ const ReaderOption* FindReaderOption(const std::string& name) {
 
 bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& options, std::string& error) {
   options = {};
-  ReaderSpec defaults;
-  std::vector<ReaderSpec> readers;
+  ReaderArgs defaults;
+  std::vector<ReaderArgs> readers;
   // Options before the first --reader go to `defaults`; each --reader starts from them.
-  ReaderSpec* current = &defaults;
+  ReaderArgs* current = &defaults;
   bool grouped = false;
 
   for (size_t i = 0; i < args.size(); ++i) {
@@ -271,16 +271,16 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
   return true;
 }
 
-bool BuildReaderConfig(const ReaderSpec& spec, ReaderConfig& config, std::string& error) {
-  config = spec.config;
+bool BuildReaderConfig(const ReaderArgs& reader, ReaderConfig& config, std::string& error) {
+  config = reader.config;
   const SerialRegisterMap& map = config.serial_map;
-  if (spec.cfg_file) {
-    if (!LoadRegisterFile(*spec.cfg_file, config.registers, error)) return false;
+  if (reader.cfg_file) {
+    if (!LoadRegisterFile(*reader.cfg_file, config.registers, error)) return false;
   } else {
-    config.registers = DefaultImage(spec.fill.value_or(0x00), spec.rate.value_or(kDefaultLineRate), map);
+    config.registers = DefaultImage(reader.fill.value_or(0x00), reader.rate.value_or(kDefaultLineRate), map);
   }
-  if (spec.rate) {
-    config.line_rate = *spec.rate;
+  if (reader.rate) {
+    config.line_rate = *reader.rate;
   } else {
     // A loaded image brings its own line settings: the reader starts at the rate its register says.
     std::optional<uint32_t> rate;
@@ -288,7 +288,7 @@ bool BuildReaderConfig(const ReaderSpec& spec, ReaderConfig& config, std::string
       rate = map.RateForCode(config.registers[static_cast<size_t>(map.baud_register)]);
     config.line_rate = rate.value_or(kDefaultLineRate);
   }
-  if (spec.alias) SetAlias(config.registers, *spec.alias);
+  if (reader.alias) SetAlias(config.registers, *reader.alias);
   return true;
 }
 

@@ -13,7 +13,7 @@ namespace msrsim {
 
 // One reader as the command line describes it. The register image is put together by BuildReaderConfig,
 // once every option is known, because --cfg, --fill, --rate and --alias combine.
-struct ReaderSpec {
+struct ReaderArgs {
   ReaderConfig config;  // fields that options set directly
   std::optional<std::string> cfg_file;
   std::optional<uint8_t> fill;
@@ -27,7 +27,7 @@ enum class LogTarget { kNone, kStderr, kStdout };
 struct ProgramOptions {
   bool help = false;
   LogTarget log = LogTarget::kNone;
-  std::vector<ReaderSpec> readers;  // at least one after a successful parse
+  std::vector<ReaderArgs> readers;  // at least one after a successful parse
 };
 
 // Parses the arguments after the program name. False with `error` naming the bad option.
@@ -35,7 +35,7 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
 
 // The reader's configuration: the image from the .cfg file or the fill byte, the rate from --rate or else
 // from the image's baud-rate register, then the alias. False with `error` when the file cannot be used.
-bool BuildReaderConfig(const ReaderSpec& spec, ReaderConfig& config, std::string& error);
+bool BuildReaderConfig(const ReaderArgs& reader, ReaderConfig& config, std::string& error);
 
 std::string HelpText();
 

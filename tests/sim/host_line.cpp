@@ -12,7 +12,7 @@ HostLine::HostLine(const std::string& path, uint32_t rate, int com_number)
   control_->SetCommPort(static_cast<int16_t>(com_number));
   control_->SetInputMode(platform::kInputModeBinary);
   control_->SetRThreshold(1);
-  control_->SetSettings(std::to_string(rate) + ",N,8,1");
+  SetRate(rate);
 }
 
 HostLine::~HostLine() {
@@ -20,59 +20,30 @@ HostLine::~HostLine() {
   platform::SetUserPortMapSource(nullptr);
 }
 
-bool HostLine::Open() {
-  return control_->SetPortOpen(true).ok;
-}
-
-bool HostLine::SetRate(uint32_t rate) {
-  return control_->SetSettings(std::to_string(rate) + ",N,8,1");
-}
-
-void HostLine::Send(const std::string& bytes) {
-  control_->CommOutput(platform::Bytes(bytes.begin(), bytes.end()));
-}
-
-std::string HostLine::ReceiveFrame(int timeout_ms) {
+void HostLine::Collect(const std::function<bool()>& done, int timeout_ms) {
   const int64_t deadline = platform::MonotonicMs() + timeout_ms;
-  for (;;) {
-    const size_t cr = received_.find('\r');
-    if (cr != std::string::npos) {
-      std::string frame = received_.substr(0, cr + 1);
-      received_.erase(0, cr + 1);
-      return frame;
-    }
-    if (platform::MonotonicMs() >= deadline || !control_->PortOpen()) break;
+  while (!done() && control_->PortOpen() && platform::MonotonicMs() < deadline) {
     loop_.WaitForEvents(5);
     const platform::Bytes in = control_->CommInput();
     received_.append(in.begin(), in.end());
   }
-  std::string rest;
-  rest.swap(received_);
-  return rest;
 }
 
-std::string HostLine::Receive(size_t count, int timeout_ms) {
-  const int64_t deadline = platform::MonotonicMs() + timeout_ms;
-  while (received_.size() < count && platform::MonotonicMs() < deadline && control_->PortOpen()) {
-    loop_.WaitForEvents(5);
-    const platform::Bytes in = control_->CommInput();
-    received_.append(in.begin(), in.end());
-  }
+std::string HostLine::Take(size_t count) {
   std::string got = received_.substr(0, count);
   received_.erase(0, got.size());
   return got;
 }
 
-std::string HostLine::ReceiveFor(int ms) {
-  const int64_t deadline = platform::MonotonicMs() + ms;
-  while (platform::MonotonicMs() < deadline && control_->PortOpen()) {
-    loop_.WaitForEvents(5);
-    const platform::Bytes in = control_->CommInput();
-    received_.append(in.begin(), in.end());
-  }
-  std::string got;
-  got.swap(received_);
-  return got;
+std::string HostLine::ReceiveFrame(int timeout_ms) {
+  Collect([this] { return received_.find('\r') != std::string::npos; }, timeout_ms);
+  const size_t cr = received_.find('\r');
+  return Take(cr == std::string::npos ? received_.size() : cr + 1);
+}
+
+std::string HostLine::Receive(size_t count, int timeout_ms) {
+  Collect([&] { return received_.size() >= count; }, timeout_ms);
+  return Take(count);
 }
 
 std::string HostLine::Ask(const std::string& text, int timeout_ms) {
@@ -81,8 +52,7 @@ std::string HostLine::Ask(const std::string& text, int timeout_ms) {
 }
 
 bool HostLine::WaitClosed(int timeout_ms) {
-  const int64_t deadline = platform::MonotonicMs() + timeout_ms;
-  while (control_->PortOpen() && platform::MonotonicMs() < deadline) loop_.WaitForEvents(5);
+  Collect([] { return false; }, timeout_ms);
   return !control_->PortOpen();
 }
 

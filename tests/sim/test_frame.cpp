@@ -33,14 +33,6 @@ TEST(Checksum, IsThePlainByteSumWrittenAsTwoUpperCaseDigits) {
             "A\r");
 }
 
-TEST(Checksum, HexDigitsReadInEitherCaseAndNothingElse) {
-  EXPECT_EQ(ParseHexByte("5a"), 0x5A);
-  EXPECT_EQ(ParseHexByte("5A"), 0x5A);
-  EXPECT_FALSE(ParseHexByte("5G"));
-  EXPECT_FALSE(ParseHexByte("5"));
-  EXPECT_FALSE(ParseHexByte("5A0"));
-}
-
 TEST(FrameReader, AssemblesFramesSplitOverReadsAndSkipsNoiseBeforeStx) {
   FrameReader reader;
   EXPECT_TRUE(FeedText(reader, "junk\r\x02V").empty());  // a CR outside a frame ends nothing
@@ -89,13 +81,6 @@ TEST(LineNoise, HoldsNoFrameBytesAndFollowsTheRateRatio) {
       ASSERT_NE(byte, kCr);
     }
   }
-}
-
-TEST(Printable, ShowsControlBytesByName) {
-  EXPECT_EQ(Printable(std::string("\x02"
-                                  "A\r\n\x7f",
-                                  5)),
-            "<STX>A<CR><LF><x7F>");
 }
 
 }  // namespace

