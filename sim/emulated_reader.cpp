@@ -97,7 +97,7 @@ struct EmulatedReader::Worker {
       result = owner.core_.Feed(data, size, host_rate);
       for (const Transaction& t : result.transactions) {
         owner.history_.push_back(t);
-        if (owner.history_.size() > kHistory) owner.history_.erase(owner.history_.begin());
+        if (owner.history_.size() > kHistory) owner.history_.pop_front();
       }
     }
     owner.changed_.notify_all();
@@ -290,7 +290,7 @@ size_t EmulatedReader::TransactionCount() const {
 
 std::vector<Transaction> EmulatedReader::Transactions() const {
   std::lock_guard lock(mutex_);
-  return history_;
+  return {history_.begin(), history_.end()};
 }
 
 std::vector<std::string> EmulatedReader::Requests() const {

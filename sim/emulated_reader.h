@@ -13,6 +13,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -81,7 +82,7 @@ class EmulatedReader {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   ReaderCore core_;
-  std::vector<Transaction> history_;
+  std::deque<Transaction> history_;  // the last kHistory transactions
   std::string path_;
   bool line_open_ = false;
   bool started_ = false;
