@@ -47,7 +47,7 @@ std::string HostLine::Receive(size_t count, int timeout_ms) {
 }
 
 std::string HostLine::Ask(const std::string& text, int timeout_ms) {
-  Send("\x02" + text + "\r");
+  Send("\002" + text + "\r");
   return ReceiveFrame(timeout_ms);
 }
 

@@ -20,7 +20,7 @@ std::string WithChecksum(const std::string& text) {
   return text + HexByte(Checksum(text));
 }
 std::string Framed(const std::string& text) {
-  return "\x02" + text + "\r";
+  return "\002" + text + "\r";
 }
 
 // A reader on a pty and a host that has opened it at `host_rate`.
@@ -43,13 +43,9 @@ TEST(EmulatedReader, ServesAHostOnAPtyAndKeepsTheLineAcrossReopens) {
   EXPECT_EQ(bench.reader.Path().rfind("/dev/pts/", 0), 0u);
   EXPECT_EQ(bench.host->Ask("V"), Framed("A,12345678, V1.05"));
   // Noise before STX, a split frame and two frames in one write.
-  bench.host->Send(
-      "\x7f\x02"
-      "C12,");
+  bench.host->Send("\x7f\002C12,");
   platform::SleepMs(20);
-  bench.host->Send(WithChecksum("C12,5A").substr(4) +
-                   "\r\x02"
-                   "B12\r");
+  bench.host->Send(WithChecksum("C12,5A").substr(4) + "\r\002B12\r");
   EXPECT_EQ(bench.host->ReceiveFrame(), Framed("A"));
   EXPECT_EQ(bench.host->ReceiveFrame(), Framed("A5A" + HexByte(Checksum("A5A"))));
   ASSERT_TRUE(bench.reader.WaitForTransactions(3, 1000));
@@ -77,14 +73,14 @@ TEST(EmulatedReader, HostAtAnotherSpeedGetsNoFrameUntilItFollowsTheBaudRegister)
   ASSERT_TRUE(bench.started);
   const std::string noise = bench.host->Ask("V", 200);
   EXPECT_FALSE(noise.empty()) << "a real line delivers something";
-  EXPECT_EQ(noise.find('\x02'), std::string::npos);
+  EXPECT_EQ(noise.find('\002'), std::string::npos);
   EXPECT_EQ(bench.reader.Transactions().at(0).fate, ReplyFate::kGarbled);
 
   // At the reader's rate the host can move the reader: the "A" still comes at 19200.
   ASSERT_TRUE(bench.host->SetRate(19200));
   EXPECT_EQ(bench.host->Ask(WithChecksum("C01,03")), Framed("A"));
   EXPECT_EQ(bench.reader.LineRate(), 9600u);
-  EXPECT_EQ(bench.host->Ask("V", 200).find('\x02'), std::string::npos);
+  EXPECT_EQ(bench.host->Ask("V", 200).find('\002'), std::string::npos);
   ASSERT_TRUE(bench.host->SetRate(9600));
   EXPECT_EQ(bench.host->Ask("V"), Framed("A,12345678, V1.05"));
 }

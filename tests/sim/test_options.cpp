@@ -97,7 +97,6 @@ TEST(CommandLine, BadOptionsAreNamedInTheError) {
       {{"--rate", "fast"}, "bad value \"fast\" for --rate"},
       {{"--register", "LPT1"}, "--register"},
       {{"--refuse-writes", "1,300"}, "--refuse-writes"},
-      {{"--alias", "seventeen chars!!"}, "--alias"},
       {{"--pace=yes"}, "--pace takes no value"},
       {{"--log=file"}, "--log takes stderr or stdout"},
       {{"--reader", "--register", "COM3", "--reader", "--register", "com3"},

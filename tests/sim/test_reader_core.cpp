@@ -17,7 +17,7 @@ std::string Wire(const FeedResult& result) {
 }
 
 std::string Framed(const std::string& text) {
-  return "\x02" + text + "\r";
+  return "\002" + text + "\r";
 }
 std::string WithChecksum(const std::string& text) {
   return Framed(text + HexByte(Checksum(text)));
@@ -88,7 +88,7 @@ TEST(ReaderCore, HostAtAnotherRateGetsNoiseAndWriteOfBaudRegisterMovesAfterTheRe
   EXPECT_EQ(garbled.transactions[0].fate, ReplyFate::kGarbled);
   const std::string noise = Wire(garbled);
   EXPECT_FALSE(noise.empty());
-  EXPECT_EQ(noise.find('\x02'), std::string::npos);
+  EXPECT_EQ(noise.find('\002'), std::string::npos);
 
   // The "A" to the write still goes out at 19200; only then does the reader listen at 9600.
   const FeedResult moved = core.Feed(WithChecksum("C01,03"), kRate);
@@ -97,7 +97,7 @@ TEST(ReaderCore, HostAtAnotherRateGetsNoiseAndWriteOfBaudRegisterMovesAfterTheRe
   EXPECT_EQ(moved.outputs[0].rate, kRate);
   EXPECT_EQ(moved.outputs[0].rate_after, 9600u);
   EXPECT_EQ(core.LineRate(), 9600u);
-  EXPECT_EQ(Ask(core, "V", false, kRate).find('\x02'), std::string::npos);
+  EXPECT_EQ(Ask(core, "V", false, kRate).find('\002'), std::string::npos);
   EXPECT_EQ(Ask(core, "V", false, 9600), Framed("A,12345678, V1.05"));
 
   // A code the table does not know is stored, but the line stays.
