@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include "platform/controls.h"
+
+namespace {
+
+using namespace platform;
+
+TEST(Controls, TypingGoesThroughTheKeyFilterThenChange) {
+  TextBox box("txtValue");
+  std::vector<std::string> changes;
+  box.OnChange = [&] { changes.push_back(box.Text()); };
+  box.OnKeyPress = [](int& key) {
+    if (key >= 'a' && key <= 'z') key -= 32;  // upper-case letters
+    if (key == 'X') key = 0;                  // and swallow X
+  };
+  box.UserTypeText("abx1");
+  EXPECT_EQ(box.Text(), "AB1");
+  EXPECT_EQ(changes, (std::vector<std::string>{"A", "AB", "AB1"}));
+
+  // Typing replaces the selection; backspace removes the character before the caret.
+  box.SetSelection(0, 2);
+  box.UserType('7');
+  EXPECT_EQ(box.Text(), "71");
+  box.UserType(8);
+  EXPECT_EQ(box.Text(), "1");
+
+  // Setting the text from code raises Change too, but only when it differs.
+  changes.clear();
+  box.SetText("1");
+  box.SetText("22");
+  EXPECT_EQ(changes, std::vector<std::string>{"22"});
+}
+
+TEST(Controls, ComboAndCheckBoxRaiseClickForChangesFromCodeAndFromThePerson) {
+  ComboBox combo("cboBaud");
+  int clicks = 0;
+  combo.OnClick = [&] { ++clicks; };
+  combo.AddItem("9600", 3);
+  combo.AddItem("19200", 4);
+  combo.SetListIndex(1);
+  EXPECT_EQ(combo.Text(), "19200");
+  EXPECT_EQ(combo.ItemData(combo.ListIndex()), 4);
+  combo.SetListIndex(1);  // no change, no click
+  combo.UserSelect(0);
+  EXPECT_EQ(clicks, 2);
+  combo.Clear();  // clearing is silent and leaves nothing selected
+  EXPECT_EQ(clicks, 2);
+  EXPECT_EQ(combo.ListIndex(), -1);
+  EXPECT_EQ(combo.Text(), "");
+
+  CheckBox check("chkBeep");
+  int check_clicks = 0;
+  check.OnClick = [&] { ++check_clicks; };
+  check.UserClick();
+  EXPECT_EQ(check.Value(), CheckBox::kChecked);
+  check.SetValue(CheckBox::kUnchecked);
+  EXPECT_EQ(check_clicks, 2);
+}
+
+TEST(Controls, ADisabledContainerKeepsThePersonsInputFromItsChildren) {
+  Form form("frmMain");
+  auto& back = form.Add<Container>("picBack");
+  auto& box = back.Add<TextBox>("txtPrefix");
+  auto& button = form.Add<Button>("cmdRead", "&Read");
+  int clicks = 0;
+  button.OnClick = [&] { ++clicks; };
+  back.SetEnabled(false);
+  box.UserTypeText("abc");
+  EXPECT_EQ(box.Text(), "");
+  box.SetText("code");  // code still works
+  EXPECT_EQ(box.Text(), "code");
+  button.SetVisible(false);
+  button.UserClick();
+  button.SetVisible(true);
+  button.UserClick();
+  EXPECT_EQ(clicks, 1);
+  EXPECT_EQ(form.Find("txtPrefix"), &box);
+  EXPECT_EQ(std::string(box.TypeName()), "TextBox");
+}
+
+TEST(Controls, RichTextKeepsColouredRunsAndTabsKeepTheirState) {
+  RichTextView view("txtView");
+  view.Append("<STX>", 0xFF0000);
+  view.Append("AB", 0);
+  view.Append("C", 0);
+  ASSERT_EQ(view.Runs().size(), 2u);
+  EXPECT_EQ(view.Runs()[1].text, "ABC");
+  EXPECT_EQ(view.Text(), "<STX>ABC");
+  view.Clear();
+  EXPECT_EQ(view.Text(), "");
+
+  TabControl tabs("SSTab1");
+  tabs.SetTabs(3);
+  tabs.SetTabCaption(2, "PS/2 Keyboard");
+  int previous = -1;
+  tabs.OnClick = [&](int p) { previous = p; };
+  tabs.SetTabEnabled(2, false);
+  tabs.UserSelectTab(2);  // a disabled tab cannot be picked
+  EXPECT_EQ(tabs.Tab(), 0);
+  tabs.SetTab(1);
+  EXPECT_EQ(previous, 0);
+}
+
+TEST(Controls, FormRefusesToCloseWhenItsUnloadHandlerCancels) {
+  Form form("frmMain", "zk4100_MSR");
+  form.Show();
+  bool busy = true;
+  form.OnUnload = [&](bool& cancel) { cancel = busy; };
+  EXPECT_FALSE(form.RequestClose());
+  EXPECT_TRUE(form.Shown());
+  busy = false;
+  EXPECT_TRUE(form.RequestClose());
+  EXPECT_FALSE(form.Shown());
+}
+
+}  // namespace
