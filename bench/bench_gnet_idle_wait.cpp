@@ -7,7 +7,6 @@
 #include "gnet/ucGNet.h"
 #include "platform/clock.h"
 #include "platform/process_stats.h"
-#include "platform/serial_registry.h"
 
 int main() {
   PtyResponder silent("");
@@ -16,15 +15,8 @@ int main() {
     std::fprintf(stderr, "cannot open a pty: %s\n", error.c_str());
     return 1;
   }
-  const std::string device = silent.Pty().slave_path;
-  platform::SetUserPortMapSource([device] { return std::vector<platform::PortMapEntry>{{"COM250", device}}; });
   ucGNet gnet;
-  gnet.SetCommPort("COM250");
-  gnet.SetPortOpen(true);
-  if (!gnet.PortOpen()) {
-    std::fprintf(stderr, "cannot open %s\n", device.c_str());
-    return 1;
-  }
+  if (!silent.OpenEngine(gnet)) return 1;
   gnet.SetGNetTimeout(1000);
   const int64_t cpu_start = platform::ThreadCpuMicros();
   const int64_t start = platform::MonotonicMicros();

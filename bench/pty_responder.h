@@ -3,11 +3,14 @@
 // master side of a pty with a fixed reply, at once, or reads and ignores everything.
 
 #include <atomic>
+#include <cstdio>
 #include <string>
 #include <thread>
 
+#include "gnet/ucGNet.h"
 #include "platform/fd_io.h"
 #include "platform/pty.h"
+#include "platform/serial_registry.h"
 
 class PtyResponder {
  public:
@@ -26,6 +29,20 @@ class PtyResponder {
     platform::ClosePty(pty_);
   }
   const platform::PtyPair& Pty() const { return pty_; }
+
+  // Names the pty COM250 and opens `gnet` on it at 19200 baud. False (with a message printed) on failure.
+  bool OpenEngine(ucGNet& gnet) const {
+    const std::string device = pty_.slave_path;
+    platform::SetUserPortMapSource([device] { return std::vector<platform::PortMapEntry>{{"COM250", device}}; });
+    gnet.SetCommPort("COM250");
+    gnet.SetPortOpen(true);
+    if (!gnet.PortOpen()) {
+      std::fprintf(stderr, "cannot open %s\n", device.c_str());
+      return false;
+    }
+    gnet.SetSettings("19200,N,8,1");
+    return true;
+  }
 
  private:
   void Serve() {
