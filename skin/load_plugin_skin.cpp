@@ -1,0 +1,28 @@
+#include "skin/load_plugin_skin.h"
+
+#include "platform/file_system.h"
+#include "skin/skin_text.h"
+
+PluginSkinResult LoadPluginSkin(const std::string& folder, clsPlugins& plugins, clsSkinQuery& query) {
+  PluginSkinResult result;
+  std::string dir = skin_text::Trim(folder);
+  if (dir.empty() || dir.back() != '/') dir += '/';
+  for (const std::string& file : platform::ListDirectory(dir, kSkinLibraryPattern)) {
+    const std::string path = dir + file;
+    std::string reason;
+    if (!plugins.RegisterServer(path, &reason)) {
+      result.skipped.push_back(reason);
+      continue;
+    }
+    const std::string name = file.substr(0, file.rfind('.'));
+    if (query.OpenQuery(name) && skin_text::ContainsNoCase(query.SkinVersion(), kMsrSkinVersionMark)) {
+      result.skins.push_back(name);
+      continue;
+    }
+    result.skipped.push_back(
+        path + ": " +
+        (query.HasQuery() ? "not an MSR skin (\"" + query.SkinVersion() + "\")" : query.LastError()));
+    plugins.UnRegisterServer(path);
+  }
+  return result;
+}
