@@ -2,6 +2,7 @@
 // Millisecond tick counter and sleeps.
 
 #include <cstdint>
+#include <string>
 
 namespace platform {
 
@@ -15,6 +16,9 @@ void SetTickBiasForTesting(uint32_t bias);
 // Milliseconds of a monotonic clock, 64-bit, never wrapping. For measuring and scheduling.
 int64_t MonotonicMs();
 int64_t MonotonicMicros();
+
+// The local wall-clock time as "hh:mm:ss" (24-hour), for time stamps people read.
+std::string LocalTimeHms();
 
 // Blocks the calling thread. Prefer EventLoop::WaitForEvents on the user-interface thread.
 void SleepMs(int ms);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 
 namespace platform {
@@ -27,6 +28,15 @@ void SetTickBiasForTesting(uint32_t bias) { g_tick_bias.store(bias, std::memory_
 
 int64_t MonotonicMs() { return MonotonicNanos() / 1'000'000; }
 int64_t MonotonicMicros() { return MonotonicNanos() / 1'000; }
+
+std::string LocalTimeHms() {
+  const time_t now = time(nullptr);
+  tm local{};
+  localtime_r(&now, &local);
+  char text[16];
+  std::snprintf(text, sizeof text, "%02d:%02d:%02d", local.tm_hour, local.tm_min, local.tm_sec);
+  return text;
+}
 
 void SleepMs(int ms) { SleepMicros(static_cast<int64_t>(ms) * 1000); }
 
