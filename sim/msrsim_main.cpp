@@ -9,6 +9,7 @@
 
 #include "platform/event_loop.h"
 #include "platform/fd_io.h"
+#include "platform/paths.h"
 #include "platform/signals.h"
 #include "registers/user_settings.h"
 #include "sim/emulated_reader.h"
@@ -106,6 +107,12 @@ int main(int argc, char** argv) {
   if (options.help) {
     std::cout << msrsim::HelpText() << std::flush;
     return kExitOk;
+  }
+
+  // Readers start from their model's factory image, kept beside the program as the configuration
+  // utility keeps it, unless the command line gives an image.
+  for (msrsim::ReaderArgs& reader : options.readers) {
+    reader.factory_folder = platform::Join(platform::ProgramDir(), "Default");
   }
 
   // A --device that is not found automatically may be listed in the user's SerialPorts map.

@@ -274,8 +274,14 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
 bool BuildReaderConfig(const ReaderArgs& reader, ReaderConfig& config, std::string& error) {
   config = reader.config;
   const SerialRegisterMap& map = config.serial_map;
-  if (reader.cfg_file) {
-    if (!LoadRegisterFile(*reader.cfg_file, config.registers, error)) return false;
+  std::optional<std::string> image_file = reader.cfg_file;
+  if (!image_file && !reader.fill && !reader.factory_folder.empty()) {
+    const std::string model = config.identification.substr(0, config.identification.find(','));
+    const std::string found = FindFactoryImage(reader.factory_folder, model);
+    if (!found.empty()) image_file = found;
+  }
+  if (image_file) {
+    if (!LoadRegisterFile(*image_file, config.registers, error)) return false;
   } else {
     config.registers = DefaultImage(reader.fill.value_or(0x00), reader.rate.value_or(kDefaultLineRate), map);
   }
@@ -310,7 +316,9 @@ Identity and registers
   --version-text TEXT   version sent for "V" (default "12345678, V1.05": serial number, version)
   --cfg FILE            load the 256-byte register image from a .cfg file ([MSRRegister] Registers=)
   --fill HEX            fill byte of the default image (default 00); the alias area stays FF and the
-                        serial settings registers describe the line
+                        serial settings registers describe the line. Without --cfg and --fill the
+                        reader starts from its model's factory image in the Default folder beside
+                        msrsim ([MSRRegister] Module = the model), when there is one
   --alias TEXT          alias name (up to 16 characters) in registers 224-239
   --rate N              the reader's line rate in bit/s (default 19200, or what the .cfg image's
                         baud-rate register says)

@@ -20,6 +20,9 @@ struct ReaderArgs {
   std::optional<uint32_t> rate;
   std::optional<std::string> alias;
   std::string com_name;  // --register COMn
+  // Folder of factory images: without --cfg and --fill the reader starts from the image there whose
+  // Module is its model, as a reader fresh from the factory would. Empty: not looked for.
+  std::string factory_folder;
 };
 
 enum class LogTarget { kNone, kStderr, kStdout };
@@ -33,8 +36,9 @@ struct ProgramOptions {
 // Parses the arguments after the program name. False with `error` naming the bad option.
 bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& options, std::string& error);
 
-// The reader's configuration: the image from the .cfg file or the fill byte, the rate from --rate or else
-// from the image's baud-rate register, then the alias. False with `error` when the file cannot be used.
+// The reader's configuration: the image from the .cfg file, the fill byte or the model's factory image
+// (else a fill of 00), the rate from --rate or else from the image's baud-rate register, then the alias.
+// False with `error` when the file cannot be used.
 bool BuildReaderConfig(const ReaderArgs& reader, ReaderConfig& config, std::string& error);
 
 std::string HelpText();

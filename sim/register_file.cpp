@@ -1,6 +1,10 @@
 #include "sim/register_file.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "platform/file_system.h"
+#include "platform/paths.h"
 #include "registers/clsINIFile.h"
 #include "sim/frame.h"
 
@@ -32,6 +36,27 @@ bool ParseRegisterHex(const std::string& hex, RegisterImage& image, std::string&
   }
   image = parsed;
   return true;
+}
+
+std::string FindFactoryImage(const std::string& folder, const std::string& model) {
+  const auto upper = [](std::string text) {
+    for (char& c : text) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    return text;
+  };
+  if (model.empty()) return {};
+  std::vector<std::string> files;
+  for (const char* pattern : {"*.ini", "*.inf", "*.cfg"}) {
+    for (std::string& name : platform::ListDirectory(folder, pattern)) files.push_back(std::move(name));
+  }
+  std::sort(files.begin(), files.end());
+  for (const std::string& name : files) {
+    clsINIFile file(platform::Join(folder, name));
+    std::string module = file.GetKeyValue("Module", "", "MSRRegister");
+    module.erase(0, module.find_first_not_of(" \t"));
+    module.erase(module.find_last_not_of(" \t") + 1);
+    if (upper(module) == upper(model)) return file.FullFileName();
+  }
+  return {};
 }
 
 bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string& error) {

@@ -13,6 +13,10 @@ namespace msrsim {
 // emulator with a message, not start a reader with half an image. `error` says what is wrong.
 bool ParseRegisterHex(const std::string& hex, RegisterImage& image, std::string& error);
 
+// The factory image file of `model` in `folder`: the first ".ini", ".inf" or ".cfg" file (in name order)
+// whose [MSRRegister] Module is `model`, compared without regard to case. Empty when there is none.
+std::string FindFactoryImage(const std::string& folder, const std::string& model);
+
 // Loads `path`. On failure `image` is unchanged and `error` names the file and the problem.
 bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string& error);
 
