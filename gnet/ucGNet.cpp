@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "comm/clsIMScomm.h"
-#include "platform/hex_text.h"
+#include "gnet/busy_scope.h"
 #include "platform/clock.h"
+#include "platform/hex_text.h"
 
 namespace {
 
@@ -14,18 +15,6 @@ constexpr int32_t kFrameTimeoutMs = 250;
 // on Cancel, a timer) is an event and wakes the loop at once; the bound only keeps a wait responsive to
 // anything that is not.
 constexpr int32_t kMaxBlockMs = 100;
-
-// Decrements the nesting count on every way out of a call.
-class BusyScope {
- public:
-  explicit BusyScope(int16_t& count) : count_(count) { ++count_; }
-  ~BusyScope() { --count_; }
-  BusyScope(const BusyScope&) = delete;
-  BusyScope& operator=(const BusyScope&) = delete;
-
- private:
-  int16_t& count_;
-};
 
 }  // namespace
 
@@ -60,7 +49,9 @@ ucGNet::~ucGNet() {
   if (port_.PortOpen()) port_.SetPortOpen(false);
 }
 
-platform::EventLoop& ucGNet::Loop() const { return loop_ ? *loop_ : platform::CurrentEventLoop(); }
+platform::EventLoop& ucGNet::Loop() const {
+  return loop_ ? *loop_ : platform::CurrentEventLoop();
+}
 
 uint8_t ucGNet::CalcChkSum(const std::string& data, int32_t length) {
   if (length < 1) length = static_cast<int32_t>(data.size());
@@ -71,7 +62,9 @@ uint8_t ucGNet::CalcChkSum(const std::string& data, int32_t length) {
   return sum;
 }
 
-std::string ucGNet::HexByte(uint8_t value) { return platform::hex_text::Byte(value); }
+std::string ucGNet::HexByte(uint8_t value) {
+  return platform::hex_text::Byte(value);
+}
 
 Bytes ucGNet::BuildFrame(const std::string& cmd, bool use_chksum) {
   Bytes frame;
@@ -93,7 +86,17 @@ bool ucGNet::AddPortObject(clsMSComm* port_object) {
   return true;
 }
 
-void ucGNet::SetPortOpen(bool open) { port_.SetPortOpen(open); }
+void ucGNet::SetPortOpen(bool open) {
+  // Whatever was cached came from the line as it was; reopened, it may lead to another reader.
+  dump_cache_valid_ = false;
+  port_.SetPortOpen(open);
+}
+
+void ucGNet::SetCommPort(const std::string& name) {
+  // Choosing a port closes the one that was open.
+  dump_cache_valid_ = false;
+  port_.SetCommPort(name);
+}
 
 void ucGNet::RaiseMessage(const std::string& msg_type, const std::string& msg) {
   if (!OnMessage) return;
@@ -128,7 +131,9 @@ void ucGNet::OnPortRequest(const std::string& command, CommValue& param1, clsMSC
   }
 }
 
-void ucGNet::WaitOnLoop(int32_t max_ms) { Loop().WaitForEvents(std::clamp<int32_t>(max_ms, 1, kMaxBlockMs)); }
+void ucGNet::WaitOnLoop(int32_t max_ms) {
+  Loop().WaitForEvents(std::clamp<int32_t>(max_ms, 1, kMaxBlockMs));
+}
 
 void ucGNet::ReportClosedPort() {
   if (gnet_cancel_) {
@@ -148,7 +153,7 @@ void ucGNet::ReportClosedPort() {
 }
 
 std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool check_chksum) {
-  BusyScope busy(busy_count_);
+  gnet::BusyScope busy(busy_count_);
   if (is_send_gnet_cmd_) {
     RaiseMessage("Error", "SendGNetCMD - Sending other command error!");
     return {};

@@ -28,6 +28,13 @@ class ucGNet {
   static constexpr int32_t kDefaultTimeoutMs = 3000;
   static constexpr uint8_t kSTX = 0x02;
   static constexpr uint8_t kCR = 0x0D;
+  // The reader needs this long of quiet after the last byte of a dump to be done with it; a verified
+  // dump is also trusted for this long.
+  static constexpr int32_t kDumpTailMs = 250;
+  // Reply time-outs while scanning: a serial reader answers a poll at once, the keyboard port is slow.
+  static constexpr int32_t kScanTimeoutMs = 500;
+  static constexpr int32_t kKeyboardScanTimeoutMs = 3000;
+  static constexpr const char* kKeyboardPort = "PS/2";
 
   // `control` is the serial-port control behind COM ports; nullptr creates the termios one.
   // `loop` nullptr means the current event loop.
@@ -59,10 +66,12 @@ class ucGNet {
 
   // Port properties, passed to the attached port unchanged.
   std::string CommPort() const { return port_.CommPort(); }
-  void SetCommPort(const std::string& name) { port_.SetCommPort(name); }
+  // Also forgets the cached register dump: the new port may lead to another reader.
+  void SetCommPort(const std::string& name);
   std::string Settings() const { return port_.Settings(); }
   void SetSettings(const std::string& settings) { port_.SetSettings(settings); }
   bool PortOpen() const { return port_.PortOpen(); }
+  // Opening or closing forgets the cached register dump.
   void SetPortOpen(bool open);
   int32_t InBufferCount() const { return port_.InBufferCount(); }
   void SetInBufferCount(int32_t count) { port_.SetInBufferCount(count); }
@@ -76,6 +85,36 @@ class ucGNet {
   std::string EnumCommPort(int32_t index) { return port_.EnumCommPort(index); }
   // Every other member of the port.
   clsMSComm& Port() { return port_; }
+
+  // ---- Device commands. Each counts as Busy while it runs. ----
+  // The firmware version: the reply to "V" without its "A" and a following ",", or an empty text.
+  std::string GetVersion();
+  // Reads register `reg` (its low byte) into `value`. An error reply is reported through OnMessage and
+  // ends the command; no reply (or a bad checksum) is tried once more 5 ms later.
+  bool GetRegister(int32_t reg, uint8_t& value);
+  // Writes `value` to register `reg` (its low byte); true on the reply "A". An error reply is reported
+  // and the write tried once more. A write forgets the cached dump, which no longer holds.
+  bool SetRegister(int32_t reg, uint8_t value);
+  // Polls the reader ("D", then "D" with `param` when it answered "N"): its answer without "A" and a
+  // following ",", or an empty text.
+  std::string Polling(uint8_t param);
+  // The whole register table in one raw transfer, as hexadecimal text (two digits a byte), or an empty
+  // text when no transfer could start or its length is not a whole number of tables. Waits up to
+  // `timeout_ms` for the first byte and ends kDumpTailMs (or `timeout_ms`, if shorter) after the last one.
+  std::string RegistersDump(int32_t timeout_ms);
+  // RegistersDump taken twice and believed only when both agree; a verified dump is reused for
+  // kDumpTailMs. Empty when either read failed or they differ.
+  std::string RegistersDumpEx(int32_t timeout_ms);
+
+  // ---- Finding a reader ----
+  // Walks the ports that the port objects offer (the preferred `port` first, "COM" numbers above 16
+  // left out), tries each entry of the rate list on it, polls, and stops at the first answer that
+  // contains or matches (Like rules) one of the comma-separated `module_names`. On success the port
+  // stays open and `module_name`, `port` and `baud_rate` say what was found where. A reader on the
+  // keyboard port counts only when no other is found. Progress goes to OnMessage as "Scan".
+  // `baud_rates` is tried after `baud_rate` only when it begins with ",". Returns `found`.
+  bool AutoScan(std::string& module_name, const std::string& baud_rates, std::string& port,
+                int32_t& baud_rate, const std::string& module_names, bool only_this_port, bool& found);
 
   // Adds a port object (keyboard port, HID port) that can serve port names; at most ten in all.
   bool AddPortObject(clsMSComm* port_object);
@@ -100,13 +139,16 @@ class ucGNet {
   void WaitOnLoop(int32_t max_ms);
   platform::EventLoop& Loop() const;
 
-  clsTimeout timeout_;          // reply and inter-chunk time-out
+  clsTimeout timeout_;         // reply and inter-chunk time-out
   clsTimeout second_timeout_;  // started with 250; used by the device commands
 
  private:
   void OnPortRequest(const std::string& command, CommValue& param1, clsMSComm*& param2);
   void ReportClosedPort();
   void HandleReceivedByte(uint8_t byte);
+  // AutoScan's parts.
+  std::vector<std::string> ScanPortList(const std::string& preferred, bool only_this_port);
+  bool OpenForScan(const std::string& name);
 
   platform::EventLoop* loop_;
   std::unique_ptr<platform::SerialControl> control_;
@@ -129,4 +171,7 @@ class ucGNet {
   bool frame_done_ = false;
   bool frame_error_seen_ = false;
   bool receiving_ = false;
+
+  std::string dump_cache_;
+  bool dump_cache_valid_ = false;
 };
