@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake make pkg-config   # the C++20 toolchain
   libgtest-dev libgmock-dev   # GoogleTest and GoogleMock, run through CTest
+  binutils                    # objcopy: the Intel HEX tests read the exported file back with it
 )
 
 missing=()
