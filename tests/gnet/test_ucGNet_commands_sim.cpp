@@ -48,6 +48,7 @@ class CommandsOnSim : public ::testing::Test {
 TEST_F(CommandsOnSim, RegistersVersionAndErrorReplies) {
   msrsim::ReaderConfig config = SimReaders::Reader("KRD36AR,3TRACK,UART");
   config.registers[0x12] = 0x5A;
+  config.registers[0x30] = 0x44;
   config.bad_checksum_every = 2;
   config.refused_writes.registers = {0x30};
   msrsim::EmulatedReader* reader = Start(config);
@@ -71,7 +72,7 @@ TEST_F(CommandsOnSim, RegistersVersionAndErrorReplies) {
   EXPECT_EQ(CountRequests(*reader, "C30,01" + ucGNet::HexByte(ucGNet::CalcChkSum("C30,01"))), 2u);
   EXPECT_EQ(messages, (std::vector<std::string>{"Error: SetRegister - Reg=48, Err=E3",
                                                 "Error: SetRegister - Reg=48, Err=E3"}));
-  EXPECT_EQ(reader->Register(0x30), 0x00);
+  EXPECT_EQ(reader->Register(0x30), 0x44);
 }
 
 TEST_F(CommandsOnSim, VerifiedDumpSeesWritesAndDistrustsReadsThatDisagree) {
