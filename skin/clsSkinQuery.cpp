@@ -3,9 +3,9 @@
 #include "skin/skin_text.h"
 
 clsSkinQuery::~clsSkinQuery() {
-  // The form holds no pointer into the skin, but drop it first so that its owner learns it is gone while
-  // the library is still loaded.
-  UnLoadSkin();
+  // OnUnloading is not called here: whoever set it may be half gone by now.
+  if (skin_) SetSkinOwner(skin_.get(), nullptr);
+  skin_.reset();
   query_.reset();
 }
 
@@ -88,6 +88,7 @@ bool clsSkinQuery::LoadSkin(const std::string& name, platform::Control* owner) {
 
 bool clsSkinQuery::UnLoadSkin() {
   if (!skin_) return true;
+  if (OnUnloading) OnUnloading();
   SetSkinOwner(skin_.get(), nullptr);
   skin_.reset();
   skin_name_.clear();

@@ -5,6 +5,7 @@
 // ("OpenQuery - no registered skin library provides Skin9.Query"); loading and unloading a form report
 // "LoadSkin - UnLoadSkin Error" with the cause in LastErrorDetail().
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -60,6 +61,11 @@ class clsSkinQuery {
   // Places `form` at the top-left corner of `owner` and shows it there; with no owner, hides it and
   // releases it. False with "SetSkinOwner - ..." when there is no form.
   bool SetSkinOwner(SkinForm* form, platform::Control* owner);
+
+  // Called before a loaded form is dropped (by UnLoadSkin, or by LoadSkin replacing it), while its
+  // controls still exist: registers bound to them must let go first (clsRegisters::ClearRegisters).
+  // Not called when this object itself ends; its owner drops the registers before that.
+  std::function<void()> OnUnloading;
 
   // The last error line and, for "LoadSkin - UnLoadSkin Error", its cause.
   const std::string& LastError() const { return last_error_; }
