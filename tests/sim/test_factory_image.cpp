@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "platform/paths.h"
 #include "sim/options.h"
 #include "sim/register_file.h"
 #include "tests/support/temp_dir.h"
@@ -51,18 +50,6 @@ TEST(FactoryImage, TheModelsFileIsUsedOnlyWhenTheCommandLineGivesNoImage) {
   reader.config.identification = "QV-R4410-03";
   EXPECT_FALSE(BuildReaderConfig(reader, config, error)) << "a broken factory image stops the reader";
   EXPECT_THAT(error, HasSubstr("QV.cfg"));
-}
-
-TEST(FactoryImage, TheShippedImageOfTheEmulatorsModelIsFound) {
-  const std::string build =
-      platform::GetEnvironment("MSR_BUILD_DIR", platform::DirName(platform::ProgramDir()));
-  const std::string file = FindFactoryImage(build + "/Default", "KRD36AR");
-  ASSERT_FALSE(file.empty()) << "Default/ of " << build << " has no image of KRD36AR";
-  RegisterImage image{};
-  std::string error;
-  ASSERT_TRUE(LoadRegisterFile(file, image, error)) << error;
-  EXPECT_EQ(image[0x01], 4) << "19200 baud";
-  EXPECT_EQ(GetAlias(image), "") << "no alias from the factory";
 }
 
 }  // namespace

@@ -69,14 +69,13 @@ TEST(SkinCatalog, ABrokenDefinitionOrAMissingCatalogueIsAReadSettingsError) {
 
 TEST(SkinCatalog, RegisterImagesMustHoldExactly256Bytes) {
   std::vector<uint8_t> bytes;
-  EXPECT_TRUE(RegisterImageFromHex(Hex("aB"), bytes));
-  EXPECT_EQ(bytes[0], 0xAB);
-  const std::string spaced = "0 1" + Hex("00").substr(2);
-  EXPECT_TRUE(RegisterImageFromHex(spaced, bytes)) << "blanks between digits are ignored";
+  EXPECT_TRUE(RegisterImageFromHex("0 1" + Hex("aB").substr(2), bytes))
+      << "blanks between digits are ignored";
   EXPECT_EQ(bytes[0], 0x01);
-  EXPECT_FALSE(RegisterImageFromHex(Hex("00") + "00", bytes));
-  EXPECT_FALSE(RegisterImageFromHex(Hex("00").substr(1), bytes));
-  EXPECT_FALSE(RegisterImageFromHex(Hex("00").substr(2) + "0x", bytes));
+  EXPECT_EQ(bytes[1], 0xAB);
+  for (const std::string& bad : {Hex("00") + "00", Hex("00").substr(1), Hex("00").substr(2) + "0x"}) {
+    EXPECT_FALSE(RegisterImageFromHex(bad, bytes)) << bad.size();
+  }
   EXPECT_EQ(bytes[0], 0x01) << "a failed conversion changes nothing";
 }
 

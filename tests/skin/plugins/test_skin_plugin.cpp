@@ -11,33 +11,13 @@ int g_unregister_calls = 0;
 int g_live_queries = 0;
 int g_created_queries = 0;
 
-const char* const kTabs[] = {"General", "PS/2 Keyboard"};
-const MsrSkinListItem kSpeeds[] = {{"5", 5}, {"10", 10}};
-
-const MsrSkinControl kMainControls[] = {
-    {.kind = "ComboBox", .name = "cboBaud", .caption = "Baud rate", .tag = "Item:Baud", .tab = 0},
-    {.kind = "CheckBox", .name = "chkBeep", .caption = "Beep", .tag = "Item:Beep x", .tab = 0},
-    {.kind = "ComboBox", .name = "cboSpeed", .caption = "Speed", .tab = 1, .items = kSpeeds, .item_count = 2},
-};
-const MsrSkinForm kMain = {.name = "Main",
-                           .caption = "Test skin",
-                           .tab_control_name = "SSTab1",
-                           .tab_captions = kTabs,
-                           .tab_count = 2,
-                           .controls = kMainControls,
-                           .control_count = 3};
-
-const MsrSkinControl kSecondControls[] = {
-    {.kind = "TextBox", .name = "txtName", .caption = "Name", .tag = "Item:Name", .tab = 0},
-};
-const MsrSkinForm kSecond = {.name = "Second",
-                             .caption = "Second test form",
-                             .tab_control_name = "SSTab1",
-                             .tab_captions = kTabs,
-                             .tab_count = 1,
-                             .controls = kSecondControls,
-                             .control_count = 1};
-
+const char* const kTabs[] = {"General"};
+const MsrSkinControl kMainControls[] = {{.kind = "ComboBox", .name = "cboBaud", .tag = "Item:Baud"}};
+const MsrSkinControl kSecondControls[] = {{.kind = "TextBox", .name = "txtName", .tag = "Item:Name"}};
+const MsrSkinForm kMain = {
+    .name = "Main", .tab_captions = kTabs, .tab_count = 1, .controls = kMainControls, .control_count = 1};
+const MsrSkinForm kSecond = {
+    .name = "Second", .tab_captions = kTabs, .tab_count = 1, .controls = kSecondControls, .control_count = 1};
 const MsrSkinForm* const kForms[] = {&kMain, &kSecond};
 
 #if defined(TEST_SKIN_NOT_A_SKIN)
