@@ -29,13 +29,17 @@ bool clsSkinQuery::Fail(const std::string& line, std::string detail) {
 bool clsSkinQuery::OpenQuery(const std::string& name) {
   const std::string identifier = QueryIdentifier(name);
   if (query_ && skin_text::EqualNoCase(identifier, identifier_)) return true;
-  query_.reset();
-  identifier_.clear();
+  CloseQuery();
   std::string reason;
   query_ = plugins_.CreateQuery(identifier, &reason);
   if (!query_) return Fail("OpenQuery - " + reason);
   identifier_ = identifier;
   return true;
+}
+
+void clsSkinQuery::CloseQuery() {
+  query_.reset();
+  identifier_.clear();
 }
 
 std::string clsSkinQuery::SkinVersion() const {

@@ -34,6 +34,8 @@ class clsSkinQuery {
   // current one (compared without regard to case). False with "OpenQuery - ..." when it cannot be created;
   // the current query object is then dropped.
   bool OpenQuery(const std::string& name);
+  // Drops the current query object (a library found to be no skin must not answer later opens).
+  void CloseQuery();
   const std::string& Identifier() const { return identifier_; }
   bool HasQuery() const { return query_ != nullptr; }
 

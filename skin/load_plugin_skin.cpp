@@ -22,6 +22,7 @@ PluginSkinResult LoadPluginSkin(const std::string& folder, clsPlugins& plugins, 
     result.skipped.push_back(
         path + ": " +
         (query.HasQuery() ? "not an MSR skin (\"" + query.SkinVersion() + "\")" : query.LastError()));
+    query.CloseQuery();
     plugins.UnRegisterServer(path);
   }
   return result;

@@ -1,12 +1,11 @@
 #include "skin/skin_text.h"
 
+#include "registers/number_text.h"
+
 namespace skin_text {
 
 std::string Upper(std::string text) {
-  for (char& c : text) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return text;
+  return register_text::Upper(std::move(text));
 }
 
 bool EqualNoCase(const std::string& a, const std::string& b) {
@@ -22,10 +21,7 @@ bool StartsWithNoCase(const std::string& text, const std::string& prefix) {
 }
 
 std::string Trim(const std::string& text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == std::string::npos) return {};
-  const size_t last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
+  return register_text::Trim(text);
 }
 
 }  // namespace skin_text

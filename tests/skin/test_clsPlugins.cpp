@@ -84,7 +84,7 @@ TEST(LoadPluginSkin, KeepsTheSkinsOfAFolderAndUnregistersTheRest) {
   skin_test::SkinFolder folder;
   folder.AddPlugin("good", "Skin1.so");
   folder.AddPlugin("good", "Skin2.so");
-  folder.AddPlugin("not_a_skin", "Scanner.so");
+  folder.AddPlugin("not_a_skin", "Toolbox.so");
   folder.AddPlugin("refuses_query", "Shy.so");
   folder.AddPlugin("wrong_version", "Future.so");
   std::string image;
@@ -92,7 +92,7 @@ TEST(LoadPluginSkin, KeepsTheSkinsOfAFolderAndUnregistersTheRest) {
   folder.Write("Broken.so", image.substr(0, 200));
   folder.Write("readme.txt", "not a candidate\n");
   const Watched skin1(folder.File("Skin1.so"));
-  const Watched scanner(folder.File("Scanner.so"));
+  const Watched toolbox(folder.File("Toolbox.so"));
 
   clsPlugins plugins;
   clsSkinQuery query(plugins);
@@ -101,10 +101,11 @@ TEST(LoadPluginSkin, KeepsTheSkinsOfAFolderAndUnregistersTheRest) {
   ASSERT_THAT(first.skipped, SizeIs(4));
   EXPECT_THAT(first.skipped[0], HasSubstr("Broken.so: file cut short"));
   EXPECT_THAT(first.skipped[1], HasSubstr("Future.so: skin contract version"));
-  EXPECT_THAT(first.skipped[2], HasSubstr("Scanner.so: not an MSR skin (\"Barcode Scanner Driver 2.3\")"));
-  EXPECT_THAT(first.skipped[3], HasSubstr("Shy.so: OpenQuery - "));
-  EXPECT_EQ(scanner.Unregistered(), 1);
-  EXPECT_FALSE(plugins.IsLoaded(folder.File("Scanner.so")));
+  EXPECT_THAT(first.skipped[2], HasSubstr("Shy.so: OpenQuery - "));
+  EXPECT_THAT(first.skipped[3], HasSubstr("Toolbox.so: not an MSR skin (\"Barcode Scanner Driver 2.3\")"));
+  EXPECT_EQ(toolbox.Unregistered(), 1);
+  EXPECT_FALSE(plugins.IsLoaded(folder.File("Toolbox.so")));
+  EXPECT_FALSE(query.OpenQuery("Toolbox")) << "a library that is no skin answers no later open";
   EXPECT_EQ(plugins.LoadedCount(), 2u);
 
   // The same folder written with blanks and a trailing separator finds the same skins, loaded not twice.
