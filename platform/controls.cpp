@@ -25,7 +25,10 @@ const char* TypeNameOf(ControlKind kind) {
 
 Control::Control(ControlKind kind, std::string name) : kind_(kind), name_(std::move(name)) {}
 
-Control::~Control() = default;
+Control::~Control() {
+  // Before the children go, so a window back end can drop the whole widget subtree at once.
+  if (peer_) peer_->ControlDestroyed();
+}
 
 void Control::Notify(ControlProperty what) {
   if (peer_) peer_->ModelChanged(what);
@@ -188,6 +191,19 @@ bool TextBox::UserType(int key_ascii) {
     if (OnChange) OnChange();
   }
   sel_start_ = std::min<int>(caret, static_cast<int>(text_.size()));
+  Notify(ControlProperty::kSelection);
+  return true;
+}
+
+bool TextBox::UserDelete() {
+  if (!EffectivelyEnabled() || locked_) return false;
+  const int size = static_cast<int>(text_.size());
+  const int count = sel_length_ > 0 ? sel_length_ : (sel_start_ < size ? 1 : 0);
+  if (count == 0) return false;
+  text_.erase(static_cast<size_t>(sel_start_), static_cast<size_t>(count));
+  sel_length_ = 0;
+  Notify(ControlProperty::kText);
+  if (OnChange) OnChange();
   Notify(ControlProperty::kSelection);
   return true;
 }

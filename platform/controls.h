@@ -28,7 +28,7 @@ const char* TypeNameOf(ControlKind kind);
 
 // What changed, so that a peer updates only that.
 enum class ControlProperty { kEnabled, kVisible, kGeometry, kCaption, kText, kSelection, kItems, kValue,
-                             kTabs, kAppended, kCleared, kFocus, kZOrder, kRange };
+                             kTabs, kAppended, kCleared, kFocus, kZOrder, kRange, kScrolledToEnd };
 
 class Control;
 
@@ -37,6 +37,8 @@ class ControlPeer {
  public:
   virtual ~ControlPeer() = default;
   virtual void ModelChanged(ControlProperty what) = 0;
+  // The control is being destroyed (a skin page replaced at run time): the peer must let go of it.
+  virtual void ControlDestroyed() {}
 };
 
 class Control {
@@ -159,6 +161,9 @@ class TextBox : public Control {
   // The person typed one character (code 8 is backspace): KeyPress first, which may change the code or
   // swallow it by setting 0; then the selection is replaced and Change follows. False when swallowed.
   bool UserType(int key_ascii);
+  // The person pressed Delete (or cut): the selection, or the character after the caret, goes. A key
+  // that types no character raises no KeyPress, only Change. False when nothing was removed.
+  bool UserDelete();
   // Types every character of `text` in turn.
   void UserTypeText(const std::string& text);
 
@@ -303,7 +308,7 @@ class RichTextView : public Control {
   // The text as coloured runs; adjacent appends of one colour are merged.
   const std::vector<Run>& Runs() const { return runs_; }
   // Scrolls the view so the end is visible.
-  void ScrollToEnd() { Notify(ControlProperty::kFocus); }
+  void ScrollToEnd() { Notify(ControlProperty::kScrolledToEnd); }
   // The person pressed a key in the view; it is offered to KeyPress and then discarded.
   void UserType(int key_ascii);
 

@@ -114,4 +114,52 @@ TEST(Controls, FormRefusesToCloseWhenItsUnloadHandlerCancels) {
   EXPECT_FALSE(form.Shown());
 }
 
+TEST(Controls, DeleteRemovesTheSelectionOrTheNextCharacterWithoutKeyPress) {
+  TextBox box("txtValue");
+  int key_presses = 0;
+  std::vector<std::string> changes;
+  box.OnKeyPress = [&](int&) { ++key_presses; };
+  box.OnChange = [&] { changes.push_back(box.Text()); };
+  box.SetText("abcd");
+  box.SetSelection(1, 2);
+  EXPECT_TRUE(box.UserDelete());
+  EXPECT_EQ(box.Text(), "ad");
+  EXPECT_EQ(box.SelStart(), 1);
+  EXPECT_TRUE(box.UserDelete());  // no selection: the character after the caret
+  EXPECT_EQ(box.Text(), "a");
+  EXPECT_FALSE(box.UserDelete());  // nothing after the caret
+  box.SetSelection(0, 1);
+  box.SetLocked(true);
+  EXPECT_FALSE(box.UserDelete());
+  EXPECT_EQ(box.Text(), "a");
+  EXPECT_EQ(key_presses, 0);
+  EXPECT_EQ(changes, (std::vector<std::string>{"abcd", "ad", "a"}));
+}
+
+TEST(Controls, APeerHearsWhatChangedAndIsToldWhenItsControlGoes) {
+  std::vector<std::string> log;
+  struct RecordingPeer : ControlPeer {
+    RecordingPeer(std::vector<std::string>& l, std::string n) : log(l), name(std::move(n)) {}
+    void ModelChanged(ControlProperty what) override { seen.push_back(what); }
+    void ControlDestroyed() override { log.push_back(name); }
+    std::vector<std::string>& log;
+    std::string name;
+    std::vector<ControlProperty> seen;
+  };
+  RecordingPeer form_peer(log, "frmMain");
+  RecordingPeer view_peer(log, "txtView");
+  auto form = std::make_unique<Form>("frmMain");
+  auto& view = form->Add<RichTextView>("txtView");
+  form->AttachPeer(&form_peer);
+  view.AttachPeer(&view_peer);
+  // Scrolling to the end is not a focus change: a window back end must tell the two apart.
+  view.ScrollToEnd();
+  view.SetFocus();
+  EXPECT_EQ(view_peer.seen,
+            (std::vector<ControlProperty>{ControlProperty::kScrolledToEnd, ControlProperty::kFocus}));
+  // The parent hears it first, so a back end can drop a whole subtree of widgets at once.
+  form.reset();
+  EXPECT_EQ(log, (std::vector<std::string>{"frmMain", "txtView"}));
+}
+
 }  // namespace
