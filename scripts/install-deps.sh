@@ -7,6 +7,7 @@ packages=(
   g++ cmake make pkg-config   # the C++20 toolchain
   libgtest-dev libgmock-dev   # GoogleTest and GoogleMock, run through CTest
   binutils                    # objcopy: the Intel HEX tests read the exported file back with it
+  qt6-base-dev                # Qt 6 Widgets (the window) and Qt Test; its offscreen platform runs the GUI tests
 )
 
 missing=()
