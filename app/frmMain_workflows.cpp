@@ -1,0 +1,244 @@
+// The register workflows: Read, Write and Default, with the frame they share, the serial settings the
+// window follows, and the register-file and alias buttons.
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+#include "app/app_settings.h"
+#include "app/frmMain.h"
+#include "platform/paths.h"
+#include "registers/clsINIFile.h"
+#include "registers/clsRegister.h"
+#include "registers/register_files.h"
+#include "skin/skin_text.h"
+
+namespace {
+
+using terminal_colour::kBlue;
+using terminal_colour::kRed;
+
+// The alias a KRD300 gets from Default when the person chose none: this product's own name.
+constexpr const char* kProductAlias = "zk4100_MSR";
+
+// A number as the settings text wants it, from the text a list shows ("9600", "1.5"): its leading
+// number, written without a fraction when it has none.
+std::string NumberText(const std::string& shown) {
+  const double value = std::strtod(shown.c_str(), nullptr);
+  if (value == static_cast<double>(static_cast<int64_t>(value)))
+    return std::to_string(static_cast<int64_t>(value));
+  std::string text = std::to_string(value);
+  text.erase(text.find_last_not_of('0') + 1);
+  return text;
+}
+
+// The entry of the skin's interface list that names the connection in use. Default puts it back after
+// loading the factory image, so that the reader is never switched away from the line it answers on.
+class InterfaceChoice {
+ public:
+  InterfaceChoice(clsRegisters& registers, const std::string& port) {
+    reg_ = registers.FindRegister("Interface");
+    platform::ComboBox* list = reg_ != nullptr ? reg_->FMTComboBox() : nullptr;
+    if (list == nullptr) return;
+    // A HID port that recognises the reader as its own would keep "UART" here too.
+    const std::string name = skin_text::StartsWithNoCase(port, "COM") ? "UART" : "PS/2";
+    for (int i = 0; i < list->ListCount(); ++i) {
+      if (skin_text::ContainsNoCase(list->List(i), name)) {
+        list->SetListIndex(i);
+        value_ = static_cast<uint8_t>(list->ItemData(i));
+        found_ = true;
+        return;
+      }
+    }
+  }
+
+  // Puts the chosen interface into the register buffer. The register is display-only, so its list
+  // cannot do that itself.
+  void Apply(clsRegisters& registers) const {
+    if (!found_) return;
+    std::vector<int32_t> addresses = reg_->AddressList();
+    if (addresses.empty()) addresses.push_back(reg_->Register());
+    for (int32_t address : addresses)
+      registers.SetRegisterLong(address, std::max(1, reg_->RegisterCount()), value_);
+  }
+
+ private:
+  clsRegister* reg_ = nullptr;
+  bool found_ = false;
+  uint8_t value_ = 0;
+};
+
+}  // namespace
+
+// Keeps the window's buttons off while a workflow runs, and puts them back however it ends.
+class frmMain::WorkflowLock {
+ public:
+  explicit WorkflowLock(frmMain& window) : window_(window) {
+    ++window_.workflows_running_;
+    for (platform::Control* control : std::initializer_list<platform::Control*>{
+             &window_.cmdRead, &window_.cmdWrite, &window_.cmdDefault, &window_.cmdOpen, &window_.cmdSave,
+             &window_.cmdSaveHex, &window_.cmdAutoScan, &window_.chkTestMode, &window_.cmdAliasName}) {
+      control->SetEnabled(false);
+    }
+    window_.ShowCancelOverPortList();
+  }
+  ~WorkflowLock() {
+    --window_.workflows_running_;
+    window_.cmdCancel.SetVisible(false);
+    window_.cmdAliasName.SetEnabled(true);
+    window_.RestoreButtons();
+  }
+  WorkflowLock(const WorkflowLock&) = delete;
+  WorkflowLock& operator=(const WorkflowLock&) = delete;
+
+ private:
+  frmMain& window_;
+};
+
+void frmMain::RunWorkflow(const char* handler, const char* start_line,
+                          const std::function<void()>& own_steps) {
+  // The buttons are off while one runs; a click that slipped through is dropped.
+  if (workflows_running_ > 0 || scan_counter_ > 0) return;
+  Trap(handler, [&] {
+    if (!ucGNet.PortOpen()) {
+      cmdAutoScan_Click();
+      // Discovery has said why already.
+      if (!ucGNet.PortOpen()) return;
+    }
+    WorkflowLock lock(*this);
+    ShowMsg(start_line);
+    chkTestMode.SetValue(platform::CheckBox::kUnchecked);
+    ApplySerialSettings();
+    ShowProgress(0, kProgressSteps);
+    ucGNet.SetGNetCancel(false);
+    user_cancel_ = false;
+    own_steps();
+    // A write may have changed the reader's own line settings: follow them.
+    ApplySerialSettings();
+  });
+}
+
+void frmMain::ReportResult(bool ok, const char* ok_line, const char* ng_line) {
+  if (!ok && user_cancel_) ShowMsg("User Cancel", kBlue);
+  ShowMsg(ok ? ok_line : ng_line, ok ? kBlue : kRed);
+}
+
+void frmMain::cmdRead_Click() {
+  RunWorkflow("cmdRead_Click", "Begin Read Register...", [this] {
+    const bool ok = m_oRegisters.ReadRegisters();
+    m_oRegisters.Refresh();
+    if (ok) registers_read_ = true;
+    ReportResult(ok, "Read OK!", "Read NG!");
+  });
+}
+
+void frmMain::cmdWrite_Click() {
+  RunWorkflow("cmdWrite_Click", "Begin Write Register...", [this] {
+    // The cached write sends only what differs from the reader's image, fetching that image first when
+    // it is not at hand.
+    const bool cached = chkCacheMode.Value() == platform::CheckBox::kChecked;
+    const bool ok = cached ? m_oRegisters.WriteRegistersCached() : m_oRegisters.WriteRegisters();
+    if (ok) {
+      registers_read_ = true;
+      m_oAliasNames.WriteSelectedAlias(ucGNet);
+    }
+    ReportResult(ok, "Write OK!", "Write NG!");
+    if (ucGNet.PortOpen()) RefreshIdentity();
+  });
+}
+
+void frmMain::cmdDefault_Click() {
+  RunWorkflow("cmdDefault_Click", "Begin Write Register...", [this] {
+    const InterfaceChoice interface_choice(m_oRegisters, ucGNet.CommPort());
+    const std::string file = FindDefaultFile();
+    bool ok = false;
+    std::vector<uint8_t> image;
+    clsINIFile defaults(file);
+    if (!file.empty() &&
+        RegisterImageFromHex(
+            defaults.GetKeyValue(register_files::kRegistersKey, "", register_files::kSection), image) &&
+        m_oRegisters.SetRegisters(image)) {
+      // Only a single-interface model may take the factory file's interface, and only when the
+      // installation asks for it.
+      if (!default_auto_interface_ || multiple_interfaces_) interface_choice.Apply(m_oRegisters);
+      m_oRegisters.Refresh();
+      if (!ucGNet.PortOpen()) ucGNet.SetPortOpen(true);
+      ucGNet.SetGNetCancel(false);
+      ok = m_oRegisters.WriteRegisters();
+      if (ok) registers_read_ = true;
+    }
+    if (!user_cancel_) {
+      if (m_oAliasNames.EntrySelected()) {
+        m_oAliasNames.WriteSelectedAlias(ucGNet);
+      } else if (skin_text::ContainsNoCase(model_name_, "KRD300")) {
+        // KRD300 readers of this product always carry its name.
+        std::string alias;
+        if (!AliasNames::GetAliasName(ucGNet, alias) || alias != kProductAlias)
+          SetAliasWithReport(kProductAlias);
+      }
+      RefreshIdentity();
+    }
+    ReportResult(ok, "Set Default OK!", "Set Default NG!");
+  });
+}
+
+std::string frmMain::FindDefaultFile() const {
+  const std::string folder = platform::Join(platform::ProgramDir(), "Default");
+  const std::vector<std::string> extensions = {"ini", "inf", "cfg"};
+  for (const std::string& name : {loaded_skin_alias_, loaded_skin_model_, std::string("Others")}) {
+    if (name.empty()) continue;
+    std::string file = FindModuleFile(folder, name, register_files::kSection, extensions);
+    if (!file.empty()) return file;
+  }
+  return {};
+}
+
+bool frmMain::SetAliasWithReport(const std::string& alias) {
+  const bool ok = AliasNames::SetAliasName(ucGNet, alias);
+  ShowMsg(ok ? "Set Alias Name OK!" : "Set Alias Name NG!", ok ? kBlue : kRed);
+  return ok;
+}
+
+void frmMain::ApplySerialSettings() {
+  if (!skin_text::StartsWithNoCase(ucGNet.CommPort(), "COM")) return;
+  const std::string wanted = SerialSettingsFromRegisters();
+  if (ucGNet.Settings().find(wanted) == std::string::npos) ucGNet.SetSettings(wanted);
+}
+
+std::string frmMain::SerialSettingsFromRegisters() const {
+  const auto shown = [this](const char* name) -> std::string {
+    const clsRegister* reg = m_oRegisters.FindRegister(name);
+    return reg == nullptr ? std::string() : skin_text::Trim(reg->Text());
+  };
+  std::string text;
+  if (const std::string baud = shown("Baudrate"); !baud.empty()) text += NumberText(baud);
+  if (const std::string parity = shown("Parity"); !parity.empty())
+    text += "," + skin_text::Upper(parity.substr(0, 1));
+  if (const std::string data_bits = shown("DataBits"); !data_bits.empty())
+    text += "," + NumberText(data_bits);
+  if (const std::string stop_bits = shown("StopBits"); !stop_bits.empty())
+    text += "," + NumberText(stop_bits);
+  return text.empty() ? app_settings::kDefaultCommSettings : text;
+}
+
+void frmMain::cmdOpen_Click() {
+  Trap("cmdOpen_Click", [this] { m_oFileActions.Open(m_oRegisters); });
+}
+
+void frmMain::cmdSave_Click() {
+  Trap("cmdSave_Click", [this] {
+    m_oFileActions.Save(m_oRegisters, model_name_,
+                        m_oAliasNames.EntrySelected() ? m_oAliasNames.SelectedEntry() : std::string());
+  });
+}
+
+void frmMain::cmdSaveHex_Click() {
+  Trap("cmdSaveHex_Click", [this] {
+    std::optional<std::string> alias_entry;
+    if (m_oAliasNames.EntrySelected()) alias_entry = m_oAliasNames.SelectedEntry();
+    m_oFileActions.SaveHex(m_oRegisters, alias_entry, model_name_);
+  });
+}
+
+void frmMain::cmdAliasName_Click() {
+  m_oAliasNames.cmdAliasName_Click();
+}
