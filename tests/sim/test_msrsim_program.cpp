@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 #include "platform/file_system.h"
@@ -42,30 +43,11 @@ class MsrsimProgram : public ::testing::Test {
 TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   ASSERT_EQ(RunScript(dir_, "\"$MSRSIM\" --help > out; echo $? > rc"), 0);
   const std::string help = dir_.ReadFile("out");
-  for (const char* option : {"--reader",
-                             "--cfg",
-                             "--fill",
-                             "--alias",
-                             "--id",
-                             "--version-text",
-                             "--rate",
-                             "--device",
-                             "--register",
-                             "--pace",
-                             "--latency",
-                             "--drop-every",
-                             "--bad-checksum-every",
-                             "--not-ready",
-                             "--refuse-writes",
-                             "--ignore-writes",
-                             "--dump-bytes",
-                             "--silent",
-                             "--close-after",
-                             "--swipe",
-                             "--swipe-every",
-                             "--log"}) {
-    EXPECT_THAT(help, HasSubstr(option));
-  }
+  std::istringstream options(
+      "--reader --cfg --fill --alias --id --version-text --rate --device --register --pace --latency "
+      "--drop-every --bad-checksum-every --not-ready --refuse-writes --ignore-writes --dump-bytes --silent "
+      "--close-after --swipe --swipe-every --log");
+  for (std::string option; options >> option;) EXPECT_THAT(help, HasSubstr(option));
 }
 
 TEST_F(MsrsimProgram, BadCommandLinesAndBrokenCfgFilesStopWithAMessage) {
