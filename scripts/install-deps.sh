@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev   # GoogleTest and GoogleMock, run through CTest
   binutils                    # objcopy: the Intel HEX tests read the exported file back with it
   qt6-base-dev                # Qt 6 Widgets (the window) and Qt Test; its offscreen platform runs the GUI tests
+  libudev-dev                 # udev's device events: the window follows serial adapters plugged in and pulled out
 )
 
 missing=()

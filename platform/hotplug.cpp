@@ -1,0 +1,49 @@
+// The device-independent half of following serial devices: which "COM" name a node has, and when the
+// window hears of it. The system's half (udev) is in platform/linux/hotplug_udev.cpp.
+#include "platform/hotplug.h"
+
+#include "platform/serial_registry.h"
+
+namespace platform {
+
+HotplugMonitor::HotplugMonitor(std::unique_ptr<DeviceEventSource> source) : source_(std::move(source)) {
+  if (!source_) return;
+  Remember();
+  watch_ = CurrentEventLoop().WatchDescriptor(source_->Descriptor(), kIoReadable,
+                                              [this](unsigned) { TakeAndDispatch(); });
+}
+
+HotplugMonitor::~HotplugMonitor() = default;
+
+void HotplugMonitor::TakeAndDispatch() {
+  for (const DeviceEvent& event : source_->TakeEvents()) Dispatch(event);
+}
+
+void HotplugMonitor::Dispatch(const DeviceEvent& event) {
+  if (event.action == DeviceEvent::Action::kAdded) {
+    // A new adapter gets its number now; the list from before does not know it yet.
+    Remember();
+    const std::string name = NameOf(event);
+    if (!name.empty() && OnArrival) OnArrival(name);
+    return;
+  }
+  const std::string name = NameOf(event);
+  Remember();
+  if (!name.empty() && OnRemoval) OnRemoval(name);
+}
+
+void HotplugMonitor::Remember() {
+  names_.clear();
+  for (const SerialPortInfo& port : ListSerialPorts()) names_[port.device] = port.name;
+}
+
+std::string HotplugMonitor::NameOf(const DeviceEvent& event) const {
+  if (auto found = names_.find(event.node); found != names_.end()) return found->second;
+  // A port the user mapped by one of the node's links ("/dev/serial/by-id/...").
+  for (const std::string& link : event.links) {
+    if (auto found = names_.find(link); found != names_.end()) return found->second;
+  }
+  return {};
+}
+
+}  // namespace platform
