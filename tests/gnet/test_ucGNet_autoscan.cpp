@@ -12,10 +12,6 @@
 
 namespace {
 
-std::string Frame(const std::string& text) {
-  return "\x02" + text + "\r";
-}
-
 // The keyboard port: one name, "PS/2", and a reader behind it when `answer` is set.
 class KeyboardPort : public FakePort {
  public:
@@ -60,6 +56,7 @@ class Scan : public ::testing::Test {
       const int number = serial->CommPort();
       const uint32_t line_rate = serial->DeviceState().BaudRate;
       polls.push_back("COM" + std::to_string(number) + "@" + std::to_string(line_rate));
+      if (cancel_on_poll) gnet->SetGNetCancel(true);
       const auto reader = readers.find(number);
       if (reader == readers.end()) return;
       if (reader->second.rate == line_rate) {
@@ -92,6 +89,7 @@ class Scan : public ::testing::Test {
   std::unique_ptr<ucGNet> gnet;
   std::map<int, FakeReader> readers;
   std::string keyboard_answer;
+  bool cancel_on_poll = false;
   std::vector<std::string> polls;
   std::vector<std::string> scan_messages;
   std::string module;
@@ -173,18 +171,35 @@ TEST_F(Scan, KeyboardPortCountsOnlyWhenNoOtherReaderAnswers) {
   EXPECT_EQ(gnet->GNetTimeout(), ucGNet::kKeyboardScanTimeoutMs);
 }
 
-TEST_F(Scan, NothingToScanOrNothingToMatch) {
-  readers[2] = {19200, "KRD36AR"};
+TEST_F(Scan, NothingToScanNothingToMatchOrCancelled) {
+  readers[2] = {9600, "KRD36AR"};
   port = "COM9";  // not offered
   EXPECT_FALSE(Run("19200", "KRD36AR", true));
   EXPECT_TRUE(polls.empty());
   EXPECT_TRUE(scan_messages.empty());
 
   port = "COM2";
-  EXPECT_FALSE(Run("19200", "", true));  // no patterns: no answer can match
-  EXPECT_EQ(polls, std::vector<std::string>{"COM2@19200"});
+  EXPECT_FALSE(Run(",9600", "", true));  // no patterns: no answer can match
+  // Three sends at a rate that only gives framing errors; the empty last entry keeps the rate before it.
+  EXPECT_EQ(polls,
+            (std::vector<std::string>{"COM2@19200", "COM2@19200", "COM2@19200", "COM2@9600", "COM2@9600"}));
+  // Without a leading comma only the preferred rate is tried.
+  polls.clear();
+  EXPECT_FALSE(Run("19200,9600", "KRD36AR", true));
+  EXPECT_EQ(polls, (std::vector<std::string>(3, "COM2@19200")));
   EXPECT_FALSE(gnet->PortOpen());
   EXPECT_TRUE(module.empty());
+
+  // A cancel during a poll ends the whole scan after it.
+  polls.clear();
+  scan_messages.clear();
+  cancel_on_poll = true;
+  EXPECT_FALSE(Run(",9600", "KRD36AR"));
+  gnet->SetGNetCancel(false);
+  EXPECT_EQ(polls, std::vector<std::string>{"COM2@19200"});
+  EXPECT_EQ(scan_messages, std::vector<std::string>{"Scan COM2, BaudRate=19200"});
+  EXPECT_FALSE(gnet->PortOpen());
+  EXPECT_FALSE(gnet->Busy());
 }
 
 }  // namespace

@@ -7,9 +7,6 @@
 
 namespace {
 
-std::string Frame(const std::string& text) {
-  return "\x02" + text + "\r";
-}
 // A reply with its checksum digits, as register reads carry them.
 std::string Checked(const std::string& text) {
   return Frame(text + ucGNet::HexByte(ucGNet::CalcChkSum(text)));
@@ -21,17 +18,11 @@ std::string Table(size_t bytes, uint8_t first = 0) {
   return table;
 }
 
-class Commands : public ::testing::Test {
+class Commands : public FakePortEngine {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(gnet.AddPortObject(&port));
-    gnet.SetCommPort("FAKE");
-    gnet.SetPortOpen(true);
-    ASSERT_TRUE(gnet.PortOpen());
+    FakePortEngine::SetUp();
     gnet.SetGNetTimeout(40);
-    gnet.OnMessage = [this](std::string& type, const std::string& msg) {
-      messages.push_back(type + ": " + msg);
-    };
     port.OnFrame = [this](const std::string& frame) {
       if (frame == Frame("Y")) {
         ++dumps;
@@ -48,68 +39,53 @@ class Commands : public ::testing::Test {
     };
   }
 
-  FakePort port;
-  ucGNet gnet;
-  std::vector<std::string> messages;
   std::vector<std::string> replies;  // one per framed request, in order; "" stays silent
   std::vector<std::string> tables;   // one per dump request; the last one repeats
   int dumps = 0;
 };
 
 TEST_F(Commands, RegisterReadsTakeTheLowByteAndOnlyRetryWhenNothingCame) {
-  replies = {Checked("A7F")};
-  uint8_t value = 0;
-  EXPECT_TRUE(gnet.GetRegister(0x12, value));
-  EXPECT_EQ(value, 0x7F);
-  EXPECT_EQ(port.frames.back(), Frame("B12"));
-
-  replies = {Checked("A")};  // no digits: the value is 0
-  value = 9;
-  EXPECT_TRUE(gnet.GetRegister(5, value));
-  EXPECT_EQ(value, 0);
-
-  port.frames.clear();
-  replies = {Checked("E1")};  // an error reply ends the read at once
-  EXPECT_FALSE(gnet.GetRegister(300, value));
-  ASSERT_EQ(port.frames.size(), 1u);
-  EXPECT_EQ(port.frames[0], Frame("B2C"));
-  ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages[0], "Error: GetRegister - Reg=44, Err=E1");
-
-  port.frames.clear();
-  messages.clear();
-  replies = {Frame("A7F00"), Checked("A33")};  // a bad checksum counts as no reply: one more try
-  EXPECT_TRUE(gnet.GetRegister(1, value));
-  EXPECT_EQ(value, 0x33);
-  EXPECT_EQ(port.frames.size(), 2u);
-
-  port.frames.clear();
-  replies = {Checked("A1FF")};  // more than a byte holds
-  EXPECT_FALSE(gnet.GetRegister(1, value));
-  EXPECT_EQ(value, 0x33);
-  EXPECT_EQ(messages, std::vector<std::string>{"Error: GetRegister - Overflow"});
-
-  port.frames.clear();
-  messages.clear();
-  replies.clear();  // silence: two tries of three sends each, and no message from the command
-  EXPECT_FALSE(gnet.GetRegister(1, value));
-  EXPECT_EQ(port.frames.size(), 6u);
-  EXPECT_TRUE(messages.empty());
+  const struct {
+    std::vector<std::string> replies;
+    int32_t reg;
+    int value;  // -1: the read fails and leaves the value alone
+    size_t sends;
+    const char* message;
+  } cases[] = {
+      {{Checked("A7F")}, 0x12, 0x7F, 1, nullptr},
+      {{Checked("A")}, 5, 0, 1, nullptr},                                    // no digits: the value is 0
+      {{Checked("E1")}, 300, -1, 1, "Error: GetRegister - Reg=44, Err=E1"},  // an error reply ends it at once
+      {{Frame("A7F00"), Checked("A33")}, 1, 0x33, 2, nullptr},         // a bad checksum counts as no reply
+      {{Checked("A1FF")}, 1, -1, 1, "Error: GetRegister - Overflow"},  // more than a byte holds
+      {{}, 1, -1, 6, nullptr},  // silence: two tries of three sends each, and no message from the command
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.reg);
+    port.frames.clear();
+    messages.clear();
+    replies = c.replies;
+    uint8_t value = 0x99;
+    EXPECT_EQ(gnet.GetRegister(c.reg, value), c.value >= 0);
+    EXPECT_EQ(value, c.value >= 0 ? c.value : 0x99);
+    EXPECT_EQ(port.frames, std::vector<std::string>(c.sends, Frame("B" + ucGNet::HexByte(c.reg & 0xFF))));
+    EXPECT_EQ(messages, c.message ? std::vector<std::string>{c.message} : std::vector<std::string>{});
+  }
   EXPECT_FALSE(gnet.Busy());
 }
 
 TEST_F(Commands, RegisterWritesAreCheckedAndRetriedAfterAnErrorReply) {
   replies = {Frame("A")};
   EXPECT_TRUE(gnet.SetRegister(0x12, 0x5A));
-  ASSERT_EQ(port.frames.size(), 1u);
-  EXPECT_EQ(port.frames[0], Frame("C12,5A48"));
+  EXPECT_EQ(port.frames, std::vector<std::string>{Frame("C12,5A48")});
 
-  port.frames.clear();
   replies = {Frame("E3"), Frame("A")};  // refused once, taken the second time
   EXPECT_TRUE(gnet.SetRegister(0x112, 0x0A));
-  EXPECT_EQ(port.frames[1], Frame("C12,0A" + ucGNet::HexByte(ucGNet::CalcChkSum("C12,0A"))));
-  EXPECT_EQ(messages, std::vector<std::string>{"Error: SetRegister - Reg=18, Err=E3"});
-
+  EXPECT_EQ(port.frames.back(), Frame("C12,0A" + ucGNet::HexByte(ucGNet::CalcChkSum("C12,0A"))));
+  replies = {Frame("E3"), Frame("E3")};
+  EXPECT_FALSE(gnet.SetRegister(0x30, 1));
+  EXPECT_EQ(messages, std::vector<std::string>({"Error: SetRegister - Reg=18, Err=E3",
+                                                "Error: SetRegister - Reg=48, Err=E3",
+                                                "Error: SetRegister - Reg=48, Err=E3"}));
   replies = {Frame("AA")};  // only exactly "A" acknowledges a write
   EXPECT_FALSE(gnet.SetRegister(1, 2));
 }
@@ -184,21 +160,31 @@ TEST_F(Commands, DumpAcceptsOnlyWholeTablesAndRestoresThePointer) {
   EXPECT_FALSE(gnet.Busy());
 }
 
-TEST_F(Commands, VerifiedDumpIsCachedUntilTheLineChangesOrItAgesOut) {
-  tables = {Table(256)};
+TEST_F(Commands, VerifiedDumpNeedsTwoEqualReadsAndIsCachedUntilTheLineChangesOrItAgesOut) {
+  tables = {Table(300)};
+  EXPECT_EQ(gnet.RegistersDumpEx(30), "");
+  EXPECT_EQ(dumps, 1) << "a failed first read is not repeated";
+  tables = {Table(256), Table(256, 1)};  // the two reads disagree
+  EXPECT_EQ(gnet.RegistersDumpEx(30), "");
+  EXPECT_EQ(dumps, 3);
+
   const std::string image = gnet.RegistersDumpEx(30);
   ASSERT_EQ(image.size(), 512u);
+  EXPECT_EQ(image.substr(0, 4), "0102");
   EXPECT_EQ(gnet.RegistersDumpEx(30), image);
-  EXPECT_EQ(dumps, 2);  // two calls within the cache time: two transfers in all
+  EXPECT_EQ(dumps, 5) << "the second call within the cache time is served from the cache";
 
-  gnet.SetPortOpen(true);  // writing PortOpen through the engine forgets the cache, even unchanged
-  tables = {Table(256, 1)};
-  EXPECT_EQ(gnet.RegistersDumpEx(30).substr(0, 4), "0102");
-  EXPECT_EQ(dumps, 4);
-
+  // A write, or writing PortOpen through the engine even unchanged, forgets the cache.
+  replies = {Frame("A")};
+  ASSERT_TRUE(gnet.SetRegister(0, 0x55));
+  EXPECT_FALSE(gnet.RegistersDumpEx(30).empty());
+  EXPECT_EQ(dumps, 7);
+  gnet.SetPortOpen(true);
+  EXPECT_FALSE(gnet.RegistersDumpEx(30).empty());
+  EXPECT_EQ(dumps, 9);
   platform::SleepMs(ucGNet::kDumpTailMs + 20);  // the cache ages out
   EXPECT_FALSE(gnet.RegistersDumpEx(30).empty());
-  EXPECT_EQ(dumps, 6);
+  EXPECT_EQ(dumps, 11);
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+// The transaction: framing, replies and their checksum, retries, refusals, cancel and a vanishing port;
+// and the receive routine that cuts frames from the incoming bytes.
 #include <gtest/gtest.h>
 
 #include "gnet/ucGNet.h"
@@ -7,25 +9,20 @@
 
 namespace {
 
-std::string Frame(const std::string& text) { return "\x02" + text + "\r"; }
-
-class Transaction : public ::testing::Test {
+class Transaction : public FakePortEngine {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(gnet.AddPortObject(&port));
-    gnet.SetCommPort("FAKE");
-    gnet.SetPortOpen(true);
-    ASSERT_TRUE(gnet.PortOpen());
-    gnet.OnMessage = [this](std::string& type, const std::string& msg) { messages.push_back(type + ": " + msg); };
-  }
   // The reader answers every frame with `reply` after `delay_ms`.
   void AnswerWith(const std::string& reply, int delay_ms = 2) {
     port.OnFrame = [this, reply, delay_ms](const std::string&) { port.DeliverLater(delay_ms, reply); };
   }
-
-  FakePort port;  // outlives the engine, which closes it on destruction
-  ucGNet gnet;
-  std::vector<std::string> messages;
+  // Runs a transaction of "V" and returns its reply; `elapsed_ms` is how long it took.
+  std::string SendV(int64_t& elapsed_ms) {
+    const int64_t start = platform::MonotonicMs();
+    std::string reply = gnet.SendGNetCMD("V", false, false);
+    elapsed_ms = platform::MonotonicMs() - start;
+    return reply;
+  }
+  int64_t elapsed = 0;
 };
 
 TEST(GNetFrame, ChecksumDigitsAndFrameLayout) {
@@ -33,29 +30,24 @@ TEST(GNetFrame, ChecksumDigitsAndFrameLayout) {
   EXPECT_EQ(ucGNet::CalcChkSum(""), 0);
   EXPECT_EQ(ucGNet::CalcChkSum("C12,5A"), 0x48);
   EXPECT_EQ(ucGNet::CalcChkSum("C12,5A", 1), 0x43);  // only the first character
-  EXPECT_EQ(ucGNet::CalcChkSum("\xFF\xFF"), 0xFE);    // modulo 256, no complement
-
+  EXPECT_EQ(ucGNet::CalcChkSum("\xFF\xFF"), 0xFE);   // modulo 256, no complement
   auto text = [](const Bytes& b) { return std::string(b.begin(), b.end()); };
-  EXPECT_EQ(text(ucGNet::BuildFrame("", true)), "\x02" "00\r");
-  EXPECT_EQ(text(ucGNet::BuildFrame("", false)), "\x02\r");
-  EXPECT_EQ(text(ucGNet::BuildFrame("V", true)), "\x02V56\r");
-  EXPECT_EQ(text(ucGNet::BuildFrame("YYX", true)), "\x02YYX0A\r");  // checksum 0x0A keeps its leading zero
+  EXPECT_EQ(text(ucGNet::BuildFrame("", true)), Frame("00"));
+  EXPECT_EQ(text(ucGNet::BuildFrame("", false)), Frame(""));
+  EXPECT_EQ(text(ucGNet::BuildFrame("V", true)), Frame("V56"));
+  EXPECT_EQ(text(ucGNet::BuildFrame("YYX", true)), Frame("YYX0A"));  // checksum 0x0A keeps its leading zero
 }
 
 TEST_F(Transaction, ChecksummedReplyIsCheckedAndAWrongOneIsNotResent) {
-  AnswerWith(Frame("A41"));
-  EXPECT_EQ(gnet.SendGNetCMD("B00", false, true), "A");
-  ASSERT_EQ(port.frames.size(), 1u);
-  EXPECT_EQ(port.frames[0], Frame("B00"));
-
-  port.frames.clear();
-  AnswerWith(Frame("A42"));
-  EXPECT_EQ(gnet.SendGNetCMD("B00", false, true), "");
-  EXPECT_EQ(port.frames.size(), 1u);  // a bad reply that came in time ends the transaction
-
-  AnswerWith(Frame("AB"));  // too short to carry checksum digits
-  EXPECT_EQ(gnet.SendGNetCMD("B00", false, true), "");
-
+  const std::pair<const char*, const char*> cases[] = {
+      {"A41", "A"}, {"A42", ""}, {"AB", ""},  // the last is too short to carry checksum digits
+  };
+  for (const auto& [reply, result] : cases) {
+    port.frames.clear();
+    AnswerWith(Frame(reply));
+    EXPECT_EQ(gnet.SendGNetCMD("B00", false, true), result) << reply;
+    EXPECT_EQ(port.frames, std::vector<std::string>{Frame("B00")}) << "a reply that came in time ends it";
+  }
   AnswerWith(Frame("A,1.23"));  // unchecked replies come back as they are
   EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "A,1.23");
   EXPECT_TRUE(messages.empty());
@@ -65,11 +57,9 @@ TEST_F(Transaction, ChecksummedReplyIsCheckedAndAWrongOneIsNotResent) {
 
 TEST_F(Transaction, NoReplySendsThreeTimesAndReportsNothing) {
   gnet.SetGNetTimeout(60);
-  const int64_t start = platform::MonotonicMs();
   const int64_t cpu_start = platform::ThreadCpuMicros();
-  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "");
+  EXPECT_EQ(SendV(elapsed), "");
   const double cpu_ms = static_cast<double>(platform::ThreadCpuMicros() - cpu_start) / 1000.0;
-  const int64_t elapsed = platform::MonotonicMs() - start;
   EXPECT_EQ(port.frames.size(), 3u);
   EXPECT_GE(elapsed, 175);
   EXPECT_LT(elapsed, 600);
@@ -78,7 +68,7 @@ TEST_F(Transaction, NoReplySendsThreeTimesAndReportsNothing) {
   EXPECT_LT(cpu_ms, 0.02 * static_cast<double>(elapsed) + 5.0);
 }
 
-TEST_F(Transaction, ClosedPortAndCancelAreRefusedWithTheirMessages) {
+TEST_F(Transaction, ClosedPortAndCancelBeforeOrDuringTheWaitEndItWithTheirMessages) {
   gnet.SetPortOpen(false);
   EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "");
   gnet.SetGNetCancel(true);
@@ -86,24 +76,17 @@ TEST_F(Transaction, ClosedPortAndCancelAreRefusedWithTheirMessages) {
   gnet.SetPortOpen(true);
   EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "");
   EXPECT_TRUE(port.frames.empty());
-  EXPECT_EQ(messages, (std::vector<std::string>{"Error: SendGNetCMD - Port is Close!",
-                                                "General: SendGNetCMD - Cancel!",
-                                                "General: SendGNetCMD - Cancel!"}));
+  EXPECT_EQ(messages,
+            (std::vector<std::string>{"Error: SendGNetCMD - Port is Close!", "General: SendGNetCMD - Cancel!",
+                                      "General: SendGNetCMD - Cancel!"}));
   EXPECT_FALSE(gnet.Busy());
-}
 
-TEST_F(Transaction, CancelDuringTheWaitEndsItWithTheCancelMessage) {
+  messages.clear();
+  gnet.SetGNetCancel(false);
   gnet.SetGNetTimeout(2000);
-  platform::Timer cancel_click;
-  cancel_click.SetInterval(20);
-  cancel_click.OnTimer = [&] {
-    cancel_click.SetEnabled(false);
-    gnet.SetGNetCancel(true);
-  };
-  cancel_click.SetEnabled(true);
-  const int64_t start = platform::MonotonicMs();
-  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "");
-  EXPECT_LT(platform::MonotonicMs() - start, 500);
+  port.Later(20, [this] { gnet.SetGNetCancel(true); });
+  EXPECT_EQ(SendV(elapsed), "");
+  EXPECT_LT(elapsed, 500);
   EXPECT_EQ(port.frames.size(), 1u);
   EXPECT_EQ(messages, std::vector<std::string>{"General: SendGNetCMD - Cancel!"});
 }
@@ -117,18 +100,9 @@ TEST_F(Transaction, SecondTransactionFromAHandlerDuringTheWaitIsRefused) {
     inner_reply = gnet.SendGNetCMD("D", false, false);
     busy_inside = gnet.Busy() && gnet.IsSendGNetCMD();
   };
-  // From a timer handler while the outer transaction waits...
-  platform::Timer timer;
-  timer.SetInterval(5);
-  timer.OnTimer = [&] {
-    timer.SetEnabled(false);
-    try_inner();
-  };
-  timer.SetEnabled(true);
-  // ...and from the package handler when the reply arrives.
-  gnet.OnPackage = [&](int32_t, Bytes&) { try_inner(); };
+  port.Later(5, try_inner);                                // from a timer while the outer transaction waits
+  gnet.OnPackage = [&](int32_t, Bytes&) { try_inner(); };  // and from the package handler
   AnswerWith(Frame("A,OK"), 30);
-
   EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "A,OK");
   EXPECT_EQ(inner_calls, 2);
   EXPECT_EQ(inner_reply, "");
@@ -145,8 +119,7 @@ TEST_F(Transaction, ByteIntervalSendsOneByteAtATimeWithPauses) {
   const int64_t start = platform::MonotonicMs();
   EXPECT_EQ(gnet.SendGNetCMD("C00,01", false, false), "A");  // 8-byte frame
   EXPECT_GE(platform::MonotonicMs() - start, 40);
-  ASSERT_EQ(port.writes.size(), 8u);
-  for (const auto& write : port.writes) EXPECT_EQ(write.size(), 1u);
+  EXPECT_EQ(port.writes, (std::vector<std::string>{"\x02", "C", "0", "0", ",", "0", "1", "\r"}));
 }
 
 TEST_F(Transaction, FramingErrorEndsTheWaitEarlyAndOutsideATransactionIsReported) {
@@ -160,30 +133,105 @@ TEST_F(Transaction, FramingErrorEndsTheWaitEarlyAndOutsideATransactionIsReported
       port.DeliverLater(2, Frame("A,V1"));
     }
   };
-  const int64_t start = platform::MonotonicMs();
-  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "A,V1");
-  EXPECT_LT(platform::MonotonicMs() - start, 500);  // did not sit out the first second
+  EXPECT_EQ(SendV(elapsed), "A,V1");
+  EXPECT_LT(elapsed, 500);  // did not sit out the first second
   EXPECT_EQ(port.frames.size(), 2u);
   EXPECT_EQ(frame_errors, 0);  // inside a transaction the error only ends the wait
-
   port.RaiseFrameError();
   EXPECT_EQ(frame_errors, 1);
 }
 
 TEST_F(Transaction, PortVanishingDuringTheWaitEndsWithoutReplyOrHang) {
-  gnet.SetGNetTimeout(200);
-  platform::Timer unplug;
-  unplug.SetInterval(10);
-  unplug.OnTimer = [&] {
-    unplug.SetEnabled(false);
-    port.Vanish();
-  };
-  unplug.SetEnabled(true);
-  const int64_t start = platform::MonotonicMs();
-  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "");
-  EXPECT_LT(platform::MonotonicMs() - start, 200 + 100);
+  gnet.SetGNetTimeout(100);
+  port.Later(10, [this] { port.Vanish(); });
+  EXPECT_EQ(SendV(elapsed), "");
+  EXPECT_LT(elapsed, 100 + 100);
   EXPECT_FALSE(gnet.PortOpen());
   EXPECT_EQ(port.frames.size(), 1u);  // no further attempts on a closed port
+}
+
+// The receive routine outside a transaction: every byte goes to OnChar, frames to OnPackage.
+class Receive : public FakePortEngine {
+ protected:
+  void SetUp() override {
+    FakePortEngine::SetUp();
+    gnet.OnChar = [this](uint8_t& c) { chars += static_cast<char>(c); };
+    gnet.OnPackage = [this](int32_t length, Bytes& package) {
+      ASSERT_LE(static_cast<size_t>(length), package.size());
+      packages.emplace_back(package.begin(), package.begin() + length);
+    };
+  }
+  void Feed(const std::string& bytes) {
+    port.Deliver(bytes);
+    gnet.TimerReceive_Timer();
+  }
+
+  std::string chars;
+  std::vector<std::string> packages;
+};
+
+TEST_F(Receive, FramesAreCutFromTheStreamWhileTheTerminalSeesEveryByte) {
+  const struct {
+    std::vector<std::string> chunks;
+    std::vector<std::string> packages;
+  } cases[] = {
+      {{"xy\002AB\002CD\rz"}, {"ABCD"}},                   // noise before STX and a second STX stay out
+      {{"\002A,1", ".23\r\002N", "\r"}, {"A,1.23", "N"}},  // split over chunks, back to back
+      {{"\002\rAB\r"}, {"AB"}},                            // a CR right after STX keeps the frame open
+  };
+  for (const auto& c : cases) {
+    chars.clear();
+    packages.clear();
+    std::string all;
+    for (const std::string& chunk : c.chunks) Feed(chunk), all += chunk;
+    EXPECT_EQ(packages, c.packages) << all;
+    EXPECT_EQ(chars, all);
+  }
+}
+
+TEST_F(Receive, OverlongFrameIsCutAt512Bytes) {
+  std::string payload(600, 'x');
+  payload[511] = 'L';  // the last byte that fits
+  Feed(Frame(payload));
+  ASSERT_EQ(packages.size(), 1u);
+  EXPECT_EQ(packages[0].size(), 512u);
+  EXPECT_EQ(packages[0].back(), 'L');
+  // The next frame starts clean.
+  Feed(Frame("ok"));
+  EXPECT_EQ(packages.back(), "ok");
+}
+
+TEST_F(Receive, AnyByteStreamIsSafe) {
+  // Random bytes, runs of STX and lone CRs: no crash, no overrun, and a clean frame still comes through.
+  uint32_t seed = 12345;
+  std::string noise;
+  for (int i = 0; i < 20000; ++i) {
+    seed = seed * 1103515245u + 12345u;
+    const uint8_t r = static_cast<uint8_t>(seed >> 16);
+    noise += static_cast<char>(r % 7 == 0 ? 0x02 : r % 11 == 0 ? 0x0D : r);
+  }
+  noise += std::string(1000, '\x02') + std::string(50, '\r');
+  for (size_t i = 0; i < noise.size(); i += 97) Feed(noise.substr(i, 97));
+  packages.clear();
+  Feed("\r" + Frame("A,fine"));
+  ASSERT_FALSE(packages.empty());
+  EXPECT_EQ(packages.back(), "A,fine");
+}
+
+TEST_F(Receive, BytesDuringATransactionAreNotShownAsTerminalCharacters) {
+  port.OnFrame = [this](const std::string&) { port.DeliverLater(2, Frame("A,1")); };
+  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), "A,1");
+  EXPECT_EQ(chars, "");
+  Feed("%B41^X?\r\n");  // a card swipe after the transaction is shown
+  EXPECT_EQ(chars, "%B41^X?\r\n");
+}
+
+TEST_F(Receive, BareCrEndsTheWaitWithTheLastFramesLength) {
+  // A CR outside a frame sets the package length from the last frame's index over a cleared package:
+  // the transaction then returns that many NUL characters. Old readers end some replies this way.
+  Feed(Frame("AB"));
+  port.OnFrame = [this](const std::string&) { port.DeliverLater(2, "\r"); };
+  EXPECT_EQ(gnet.SendGNetCMD("V", false, false), std::string(2, '\0'));
 }
 
 }  // namespace
