@@ -11,41 +11,39 @@ namespace app_test {
 
 namespace fs = std::filesystem;
 
-std::string BuildDir() {
+namespace {
+
+fs::path BuildDir() {
   const char* dir = std::getenv("MSR_BUILD_DIR");
-  if (dir == nullptr || *dir == '\0') {
-    ADD_FAILURE() << "MSR_BUILD_DIR is not set; run the tests through CTest";
-    return {};
-  }
-  return dir;
+  if (dir == nullptr) ADD_FAILURE() << "MSR_BUILD_DIR is not set; run the tests through CTest";
+  return dir == nullptr ? fs::path() : fs::path(dir);
 }
 
+}  // namespace
+
 ProgramFolder::ProgramFolder() {
-  const fs::path build = BuildDir();
   const fs::path here = path();
   std::error_code error;
   fs::create_directory(here / "Skin", error);
-  for (const fs::directory_entry& entry : fs::directory_iterator(build / "Skin", error)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(BuildDir() / "Skin", error)) {
     fs::create_symlink(entry.path(), here / "Skin" / entry.path().filename(), error);
   }
-  fs::copy(build / "Default", here / "Default", fs::copy_options::recursive, error);
-  fs::copy_file(build / "Trakset.ini", here / "Trakset.ini", error);
+  fs::copy(BuildDir() / "Default", here / "Default", fs::copy_options::recursive, error);
+  fs::copy_file(BuildDir() / "Trakset.ini", here / "Trakset.ini", error);
   Write("AliasName.ini", "[General]\nAliasEnable = TRUE\n");
 }
 
 void ProgramFolder::Write(const std::string& relative_path, const std::string& content) const {
   std::error_code error;
-  fs::create_directories((fs::path(path()) / relative_path).parent_path(), error);
-  fs::remove(fs::path(path()) / relative_path, error);  // a link into the build folder stays untouched
+  fs::remove(fs::path(path()) / relative_path, error);
   dir_.WriteFile(relative_path, content);
 }
 
 msrsim::ReaderConfig FactoryReader(const std::string& identification, const std::string& image_model) {
   msrsim::ReaderConfig config = test_support::SimReaders::Reader(identification);
   std::string error;
-  if (!msrsim::LoadRegisterFile(BuildDir() + "/Default/" + image_model + ".cfg", config.registers, error)) {
-    ADD_FAILURE() << error;
-  }
+  const fs::path file = BuildDir() / "Default" / (image_model + ".cfg");
+  if (!msrsim::LoadRegisterFile(file.string(), config.registers, error)) ADD_FAILURE() << error;
   return config;
 }
 
@@ -55,26 +53,14 @@ WindowTest::WindowTest() {
 }
 
 frmMain& WindowTest::Open(const std::string& command_line) {
+  window.reset();
   window = std::make_unique<frmMain>(command_line);
   window->Form_Load();
   window->Form().Show();
   return *window;
 }
 
-msrsim::EmulatedReader* WindowTest::AddReader(const std::string& com_name, msrsim::ReaderConfig config) {
-  return readers.Add(com_name, std::move(config));
-}
-
-std::string WindowTest::ViewText() const {
-  return window ? window->txtView.Text() : std::string();
-}
-
-bool WindowTest::Shows(const std::string& text) const {
-  return ViewText().find(text) != std::string::npos;
-}
-
 int64_t WindowTest::ColourOf(const std::string& text) const {
-  if (!window) return -1;
   for (const platform::RichTextView::Run& run : window->txtView.Runs()) {
     if (run.text.find(text) != std::string::npos) return run.colour;
   }
@@ -83,11 +69,10 @@ int64_t WindowTest::ColourOf(const std::string& text) const {
 
 bool WindowTest::PumpUntil(const std::function<bool()>& done, int timeout_ms) {
   const uint32_t start = platform::GetTickCount();
-  while (!done()) {
-    if (platform::GetTickCount() - start > static_cast<uint32_t>(timeout_ms)) return done();
+  while (!done() && platform::GetTickCount() - start < static_cast<uint32_t>(timeout_ms)) {
     platform::CurrentEventLoop().WaitForEvents(5);
   }
-  return true;
+  return done();
 }
 
 }  // namespace app_test

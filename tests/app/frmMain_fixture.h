@@ -1,7 +1,7 @@
 #pragma once
-// A main window on a bench of emulated readers: a program folder of its own (the build folder's skins,
-// copies of its data files that a test may change), a per-user settings folder of its own, readers on
-// pseudo-terminals as the only serial ports, and helpers to look at the terminal view.
+// A main window on a bench of emulated readers: a program folder of its own (links to the build folder's
+// skins, copies of its data files that a test may change), a per-user settings folder of its own, and
+// readers on pseudo-terminals as the only serial ports.
 
 #include <gtest/gtest.h>
 
@@ -15,16 +15,11 @@
 
 namespace app_test {
 
-// The build folder CTest names in MSR_BUILD_DIR (skins, data files).
-std::string BuildDir();
-
-// A program folder for one test: Skin/ links to the build folder's skins and definition files, Default/
-// and Trakset.ini are copies, and AliasName.ini enables alias names with no aliases yet.
 class ProgramFolder {
  public:
   ProgramFolder();
   const std::string& path() const { return dir_.path(); }
-  // Writes `content` to `relative_path` below the folder, replacing what was there.
+  // Replaces `relative_path` (a link into the build folder stays untouched).
   void Write(const std::string& relative_path, const std::string& content) const;
   std::string Read(const std::string& relative_path) const { return dir_.ReadFile(relative_path); }
 
@@ -32,24 +27,18 @@ class ProgramFolder {
   test_support::TempDir dir_{"app-program"};
 };
 
-// A reader that starts from its model's factory image in the build folder's Default/.
+// A reader that starts from the factory image of `image_model` in the build folder.
 msrsim::ReaderConfig FactoryReader(const std::string& identification, const std::string& image_model);
 
 class WindowTest : public ::testing::Test {
  protected:
   WindowTest();
-
-  // Creates the window with `command_line` and runs Form_Load.
+  // A new window with `command_line`, loaded and shown.
   frmMain& Open(const std::string& command_line = "");
-  // Starts a reader listed as `com_name`.
-  msrsim::EmulatedReader* AddReader(const std::string& com_name, msrsim::ReaderConfig config);
-
-  // The terminal view's text, and whether it holds `text`.
-  std::string ViewText() const;
-  bool Shows(const std::string& text) const;
-  // The colour of the first message holding `text`; -1 when none does.
+  bool Shows(const std::string& text) const { return window->txtView.Text().find(text) != std::string::npos; }
+  // The colour of the first run holding `text`; -1 when none does.
   int64_t ColourOf(const std::string& text) const;
-  // Runs the event loop until `done` holds or `timeout_ms` passed; the result of `done` at the end.
+  // Runs the event loop until `done` holds or `timeout_ms` passed.
   static bool PumpUntil(const std::function<bool()>& done, int timeout_ms);
 
   ProgramFolder program;
@@ -57,8 +46,7 @@ class WindowTest : public ::testing::Test {
   test_support::ScopedEnv program_dir{"MSRCFG_HOME", program.path()};
   test_support::ScopedEnv config_home{"XDG_CONFIG_HOME", user_config.path()};
   test_support::SimReaders readers;
-  // Goes before the readers, so its ports are closed first.
-  std::unique_ptr<frmMain> window;
+  std::unique_ptr<frmMain> window;  // after the readers: its ports close first
 };
 
 }  // namespace app_test

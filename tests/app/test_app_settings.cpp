@@ -1,0 +1,38 @@
+// The scan lists of the settings file and the device-list test that reads them.
+#include <gtest/gtest.h>
+
+#include "app/app_settings.h"
+#include "app/device_list.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+TEST(AppSettings, ScanListsTakeTheirOwnDefaultsInTestMode) {
+  test_support::TempDir program("app-settings");
+  test_support::ScopedEnv home("MSRCFG_HOME", program.path());
+  program.WriteFile("Trakset.ini", "[General]\nBaudrates =   \nMultipleInterfaces = \" KRD9 \"\n");
+
+  const app_settings::ScanSettings scan = app_settings::ReadScanSettings(false);
+  EXPECT_EQ(scan.module_names, "KRD31/36,KRD300/350,QV-R4410-03,KRD##*[AKPR]*,QV-R###*-*");
+  EXPECT_EQ(scan.baud_rates, "19200,9600");
+  EXPECT_EQ(scan.multiple_interfaces, "KRD9");
+  const app_settings::ScanSettings test = app_settings::ReadScanSettings(true);
+  EXPECT_EQ(test.module_names, "KRD31/36,KRD300/350,QV-R4410-03");
+  EXPECT_EQ(test.baud_rates, "150,300,600,2400,4800,9600,14400,19200");
+}
+
+TEST(DeviceList, NamesAndPatternsOfTheSettingsFile) {
+  const std::string modules = "KRD31/36,KRD300/350,QV-R4410-03,KRD##*[AKPR]*,QV-R###*-*";
+  EXPECT_TRUE(IsInDeviceList(modules, "krd31/36", ","));
+  EXPECT_TRUE(IsInDeviceList(modules, "KRD42XA-9", ","));
+  EXPECT_TRUE(IsInDeviceList(modules, "krd36ar", ","));  // patterns ignore case too
+  EXPECT_TRUE(IsInDeviceList(modules, "QV-R123X-7", ","));
+  EXPECT_FALSE(IsInDeviceList(modules, "KRD4XA", ","));   // one digit only
+  EXPECT_FALSE(IsInDeviceList(modules, "KRD42XB", ","));  // no A, K, P or R after the digits
+  EXPECT_FALSE(IsInDeviceList(modules, "KRD31", ","));    // a whole item, not a part of one
+  EXPECT_TRUE(IsInDeviceList("KRD320RK;QV-R9", "qv-r9", ";"));
+  EXPECT_FALSE(IsInDeviceList("KRD320RK;QV-R9", "QV-R9", ","));
+  EXPECT_FALSE(IsInDeviceList("KRD320RK", "", ","));
+}
+
+}  // namespace

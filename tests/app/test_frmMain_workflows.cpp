@@ -1,0 +1,160 @@
+// Read, Write and Default from the window against emulated readers, and what ends them early: a reader
+// that is unplugged, a window that is closed.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "platform/ui_services.h"
+#include "registers/clsRegister.h"
+#include "registers/user_settings.h"
+#include "tests/app/frmMain_fixture.h"
+
+namespace {
+
+using app_test::FactoryReader;
+using terminal_colour::kBlue;
+using terminal_colour::kRed;
+
+constexpr uint8_t kInterface = 0x00;
+constexpr uint8_t kBeeper = 0x30;
+constexpr uint8_t kLed = 0x32;
+
+class Workflows : public app_test::WindowTest {
+ protected:
+  // Runs `act` once, between two registers of the next bulk transfer, as a click or a device notification
+  // arriving in the middle of it would. The set calls a copy of its handler, so the count lives outside.
+  void DuringTransfer(std::function<void()> act) {
+    auto calls = std::make_shared<int>(0);
+    window->m_oRegisters.OnProgress = [progress = window->m_oRegisters.OnProgress, act, calls](double done) {
+      progress(done);
+      if (++*calls == 5) act();
+    };
+  }
+  // A reader found by a scan, whose dump stops short so that a read goes register by register.
+  msrsim::EmulatedReader* FoundSlowReader() {
+    msrsim::ReaderConfig config = FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR");
+    config.dump_bytes = 10;
+    msrsim::EmulatedReader* reader = readers.Add("COM3", config);
+    Open().cmdAutoScan.UserClick();
+    EXPECT_TRUE(window->ucGNet.PortOpen());
+    return reader;
+  }
+};
+
+TEST_F(Workflows, ReadFindsTheReaderFirstAndWriteInCacheModeSendsOnlyWhatChanged) {
+  msrsim::EmulatedReader* reader = readers.Add("COM3", FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
+  ASSERT_NE(reader, nullptr);
+  frmMain& w = Open();
+  w.cmdRead.UserClick();
+  EXPECT_TRUE(Shows("Found KRD36AR,3TRACK,UART") && Shows("Begin Read Register..."));
+  EXPECT_EQ(ColourOf("Read OK!"), kBlue);
+  EXPECT_EQ(w.m_oRegisters.FindRegister("LED")->Text(), "On while ready");
+
+  platform::ComboBox* led = w.m_oRegisters.FindRegister("LED")->FMTComboBox();
+  led->UserSelect(2);                                               // "Flash on read"
+  ASSERT_EQ(w.chkCacheMode.Value(), platform::CheckBox::kChecked);  // the default
+  const size_t before = reader->TransactionCount();
+  w.cmdWrite.UserClick();
+  EXPECT_EQ(ColourOf("Write OK!"), kBlue);
+  std::vector<std::string> writes;
+  const std::vector<std::string> requests = reader->Requests();
+  for (size_t i = before; i < requests.size(); ++i) {
+    if (requests[i][0] == 'C') writes.push_back(requests[i].substr(0, 6));
+  }
+  EXPECT_EQ(writes, std::vector<std::string>{"C32,02"});
+  EXPECT_EQ(reader->Register(kLed), 2);
+}
+
+TEST_F(Workflows, ReadWithoutAReaderShowsOnlyWhatTheScanFound) {
+  frmMain& w = Open();
+  w.cmdRead.UserClick();
+  EXPECT_EQ(ColourOf("Not Found Reader"), kRed);
+  ASSERT_EQ(platform::HeadlessUi().messages.size(), 1u);
+  EXPECT_EQ(platform::HeadlessUi().messages[0].text, "Not Found Reader");
+  EXPECT_EQ(platform::HeadlessUi().messages[0].style, platform::kMbCritical);
+  EXPECT_FALSE(Shows("Begin Read Register") || Shows("Read NG!"));
+  EXPECT_TRUE(w.cmdRead.Enabled() && w.cmdAutoScan.Enabled() && w.chkTestMode.Enabled());
+}
+
+TEST_F(Workflows, DefaultKeepsTheInterfaceUnlessTheInstallationLetsTheFileChooseIt) {
+  // A factory file that would switch the reader to the keyboard port, and silence it.
+  std::string factory = program.Read("Default/KRD36AR.cfg");
+  const size_t image = factory.find("Registers = ") + 12;
+  factory.replace(image + 2 * kInterface, 2, "01");
+  factory.replace(image + 2 * kBeeper, 2, "00");
+  program.Write("Default/KRD36AR.cfg", factory);
+  msrsim::EmulatedReader* reader = readers.Add("COM3", FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
+  ASSERT_NE(reader, nullptr);
+
+  Open().cmdDefault.UserClick();
+  EXPECT_EQ(ColourOf("Set Default OK!"), kBlue);
+  EXPECT_EQ(reader->Register(kBeeper), 0);
+  EXPECT_EQ(reader->Register(kInterface), 0);
+  EXPECT_EQ(window->m_oRegisters.FindRegister("Interface")->Text(), "UART");
+  EXPECT_FALSE(Shows("Set Alias Name"));  // no alias chosen, and no KRD300
+
+  program.Write("Trakset.ini", "[General]\nDefaultAutoInterface = TRUE\n");
+  Open().cmdDefault.UserClick();
+  EXPECT_TRUE(Shows("Set Default OK!"));
+  EXPECT_EQ(reader->Register(kInterface), 1);
+}
+
+TEST_F(Workflows, DefaultOnAKrd300WithoutItsOwnFileUsesOthersAndNamesTheReader) {
+  msrsim::EmulatedReader* reader = readers.Add("COM3", FactoryReader("KRD300AR,3TRACK,UART", "Others"));
+  ASSERT_NE(reader, nullptr);
+  reader->SetRegister(kLed, 0);
+  frmMain& w = Open();
+  w.cmdDefault.UserClick();
+  EXPECT_EQ(ColourOf("Set Alias Name OK!"), kBlue);
+  EXPECT_EQ(ColourOf("Set Default OK!"), kBlue);
+  EXPECT_EQ(msrsim::GetAlias(reader->Registers()), "zk4100_MSR");
+  EXPECT_EQ(w.labProduct.Caption(), "zk4100_MSR");
+  EXPECT_EQ(reader->Register(kLed), 1);  // from Others.cfg
+}
+
+TEST_F(Workflows, AReaderUnpluggedDuringARead) {
+  msrsim::EmulatedReader* reader = FoundSlowReader();
+  ASSERT_NE(reader, nullptr);
+  frmMain& w = *window;
+  DuringTransfer([&] {
+    reader->CloseLine();
+    w.OnSerialDeviceRemoval("COM3");
+  });
+  w.cmdRead.UserClick();
+
+  EXPECT_EQ(ColourOf("COM3 is removed!"), kRed);
+  EXPECT_EQ(ColourOf("User Cancel"), kBlue);
+  EXPECT_EQ(ColourOf("Read NG!"), kRed);
+  EXPECT_TRUE(w.Unplugged());
+  EXPECT_FALSE(w.ucGNet.PortOpen());
+  EXPECT_FALSE(w.SkinObject()->SSTab()->Enabled());  // the pages wait for the reader
+  EXPECT_TRUE(w.cmdRead.Enabled() && !w.cmdCancel.Visible());
+}
+
+TEST_F(Workflows, ClosingTheWindowDuringATransferOnlyCancelsIt) {
+  msrsim::EmulatedReader* reader = FoundSlowReader();
+  ASSERT_NE(reader, nullptr);
+  frmMain& w = *window;
+  std::vector<bool> closed;
+  size_t transactions_at_close = 0;
+  DuringTransfer([&] {
+    w.cmdExit.UserClick();
+    closed.push_back(w.Form().RequestClose());
+    transactions_at_close = reader->TransactionCount();
+  });
+  w.cmdRead.UserClick();
+  EXPECT_EQ(closed, std::vector<bool>{false});
+  EXPECT_TRUE(w.Form().Shown());
+  EXPECT_TRUE(Shows("Read NG!"));
+  EXPECT_EQ(reader->TransactionCount(), transactions_at_close);  // not one request after the close
+
+  // Once the transfer has ended the window closes and remembers where the reader was.
+  w.chkCacheMode.UserClick();
+  w.cboPort.UserSelect(1);
+  EXPECT_TRUE(w.Form().RequestClose());
+  EXPECT_FALSE(w.ucGNet.PortOpen());
+  EXPECT_EQ(GetUserSetting("COMM", "Port", "") + "," + GetUserSetting("COMM", "Baudrate", ""), "COM3,19200");
+  EXPECT_EQ(GetUserSetting("COMM", "ScanPort", "") + "," + GetUserSetting("General", "Cache", ""), "1,FALSE");
+}
+
+}  // namespace
