@@ -166,7 +166,18 @@ class frmMain {
   std::function<void(SkinForm&)> OnSkinFormLoaded;
 
  private:
-  class WorkflowLock;
+  // Keeps the buttons off while a workflow or a test-mode scan runs, and puts them back as the connection
+  // allows however it ends.
+  class WorkflowLock {
+   public:
+    explicit WorkflowLock(frmMain& window) : window_(window) { window_.LockButtons(); }
+    ~WorkflowLock() { window_.UnlockButtons(); }
+    WorkflowLock(const WorkflowLock&) = delete;
+    WorkflowLock& operator=(const WorkflowLock&) = delete;
+
+   private:
+    frmMain& window_;
+  };
 
   // frmMain_layout.cpp
   void LayOutControls();
@@ -192,6 +203,8 @@ class frmMain {
   // The identity labels after a write: identification and alias asked for again.
   void RefreshIdentity();
   // frmMain_workflows.cpp
+  void LockButtons();
+  void UnlockButtons();
   void RunWorkflow(const char* handler, const char* start_line, const std::function<void()>& own_steps);
   void ReadStep();
   void WriteStep();

@@ -7,8 +7,6 @@ void frmMain::chkTestMode_Click() {
   Trap("chkTestMode_Click", [this] {
     TimerAutoScan.SetEnabled(false);
     if (chkTestMode.Value() != platform::CheckBox::kChecked) {
-      // A test-mode scan still running ends at its next check.
-      if (ucGNetB.Busy()) ucGNetB.SetGNetCancel(true);
       if (ucGNetB.PortOpen()) ucGNetB.SetPortOpen(false);
       // The keyboard port's key hook would be switched off here.
       picBack.SetEnabled(true);
@@ -18,13 +16,15 @@ void frmMain::chkTestMode_Click() {
     test_mode_flag_ = true;
     ApplySerialSettings();
     const std::string listed = cboPort.Text();
+    // The keyboard port is never listed until a keyboard-port object serves "PS/2".
     const bool keyboard_listed = listed == ::ucGNet::kKeyboardPort;
     // With a reader connected on a serial port its own engine already shows what it sends.
     if ((!ucGNet.PortOpen() && (listed == kAutoEntry || keyboard_listed)) ||
         ucGNet.CommPort() == ::ucGNet::kKeyboardPort) {
       ShowMsg("Auto Scan for Test...");
       const app_settings::ScanSettings lists = app_settings::ReadScanSettings(true);
-      ShowCancelOverPortList();
+      // Cancel over the port list; nothing else may start a scan meanwhile.
+      WorkflowLock lock(*this);
       std::string scan_port = keyboard_listed ? std::string() : port_;
       ucGNetB.SetSettings(app_settings::kDefaultCommSettings);
       ucGNetB.SetGNetCancel(false);
@@ -32,12 +32,6 @@ void frmMain::chkTestMode_Click() {
       int32_t rate = baudrate_;
       bool found = false;
       ucGNetB.AutoScan(identification, lists.baud_rates, scan_port, rate, lists.module_names, false, found);
-      cmdCancel.SetVisible(false);
-      // The box was cleared while the scan ran: its handler has ended the test mode already.
-      if (chkTestMode.Value() != platform::CheckBox::kChecked) {
-        if (ucGNetB.PortOpen()) ucGNetB.SetPortOpen(false);
-        return;
-      }
       if (found) {
         port_ = scan_port;
         ShowMsg("Found Device on " + scan_port);

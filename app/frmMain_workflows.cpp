@@ -69,30 +69,22 @@ class InterfaceChoice {
 
 }  // namespace
 
-// Keeps the window's buttons off while a workflow runs, and puts them back however it ends.
-class frmMain::WorkflowLock {
- public:
-  explicit WorkflowLock(frmMain& window) : window_(window) {
-    ++window_.workflows_running_;
-    for (platform::Control* control : std::initializer_list<platform::Control*>{
-             &window_.cmdRead, &window_.cmdWrite, &window_.cmdDefault, &window_.cmdOpen, &window_.cmdSave,
-             &window_.cmdSaveHex, &window_.cmdAutoScan, &window_.chkTestMode, &window_.cmdAliasName}) {
-      control->SetEnabled(false);
-    }
-    window_.ShowCancelOverPortList();
+void frmMain::LockButtons() {
+  ++workflows_running_;
+  for (platform::Control* control :
+       std::initializer_list<platform::Control*>{&cmdRead, &cmdWrite, &cmdDefault, &cmdOpen, &cmdSave,
+                                                 &cmdSaveHex, &cmdAutoScan, &chkTestMode, &cmdAliasName}) {
+    control->SetEnabled(false);
   }
-  ~WorkflowLock() {
-    --window_.workflows_running_;
-    window_.cmdCancel.SetVisible(false);
-    window_.cmdAliasName.SetEnabled(true);
-    window_.RestoreButtons();
-  }
-  WorkflowLock(const WorkflowLock&) = delete;
-  WorkflowLock& operator=(const WorkflowLock&) = delete;
+  ShowCancelOverPortList();
+}
 
- private:
-  frmMain& window_;
-};
+void frmMain::UnlockButtons() {
+  --workflows_running_;
+  cmdCancel.SetVisible(false);
+  cmdAliasName.SetEnabled(true);
+  RestoreButtons();
+}
 
 void frmMain::RunWorkflow(const char* handler, const char* start_line,
                           const std::function<void()>& own_steps) {
