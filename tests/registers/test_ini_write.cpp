@@ -7,9 +7,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/paths.h"
 #include "registers/clsINIFile.h"
-#include "tests/support/temp_dir.h"
+#include "tests/registers/register_fixture.h"
 
 namespace {
 
@@ -94,23 +93,12 @@ TEST(IniWrite, MissingFilesAndFoldersAreCreatedByWritesOnly) {
   EXPECT_EQ(dir.ReadFile("copy.ini"), "[S]\nk = a\\tb\n");
 }
 
-std::string GoldenDir() {
-  const char* root = std::getenv("MSR_TEST_SOURCE_DIR");
-  if (root != nullptr && *root != '\0') return platform::Join(root, "registers/golden");
-  return platform::Join(platform::DirName(__FILE__), "golden");
-}
-
 // A hand-edited settings file brought over from Windows (CR LF, odd spacing, a ";" key, quotes, no final
 // line break) goes through every kind of change. The expected result was read line by line once; it guards
 // spacing, placement of new lines, escapes and line ends.
 TEST(IniWrite, RewriteOfARealisticFileMatchesGolden) {
   TempDir dir;
-  std::string input;
-  ASSERT_TRUE(platform::ReadWholeFile(platform::Join(GoldenDir(), "rewrite_input.ini"), input));
-  std::string expected;
-  ASSERT_TRUE(platform::ReadWholeFile(platform::Join(GoldenDir(), "rewrite_expected.ini"), expected));
-
-  clsINIFile ini(dir.WriteFile("Trakset.ini", input));
+  clsINIFile ini(dir.WriteFile("Trakset.ini", register_tests::Golden("rewrite_input.ini")));
   ASSERT_TRUE(ini.SetKeyValue("title", "Card Reader Setup", "general"));
   ASSERT_TRUE(ini.SetKeyValue("Baudrates", "19200,9600,4800", "General"));
   ASSERT_TRUE(ini.SetKeyValue("Banner", "line one\r\nline two\tend", "General"));
@@ -119,7 +107,7 @@ TEST(IniWrite, RewriteOfARealisticFileMatchesGolden) {
   ASSERT_TRUE(ini.DeleteKey("Alias0", "KRD300/350"));
   ASSERT_TRUE(ini.DeleteSection("Obsolete"));
   ASSERT_TRUE(ini.SetKeyValue("Port", "COM3", "COMM"));
-  EXPECT_EQ(dir.ReadFile("Trakset.ini"), expected);
+  EXPECT_EQ(dir.ReadFile("Trakset.ini"), register_tests::Golden("rewrite_expected.ini"));
   EXPECT_EQ(dir.List(), std::vector<std::string>{"Trakset.ini"});
 }
 

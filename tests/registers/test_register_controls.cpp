@@ -31,8 +31,7 @@ TEST_F(RegisterFixture, AsciiTableWhateverTheCaseAndBlanks) {
 
   combo->UserSelect(33 + 1);
   EXPECT_EQ(set.Register(0x40), '!');
-  set.SetRegister(0x40, 255);
-  set.UpdateRegisters();
+  Show(0x40, 255);
   EXPECT_EQ(combo->Text(), "None");
 }
 
@@ -47,12 +46,10 @@ TEST_F(RegisterFixture, ComboPicksWriteTheItemDataOverTheRunAtEveryAddress) {
   EXPECT_EQ(Bytes(0x10, 2), (Bytes2{0x4B, 0x00}));  // most significant byte first
   EXPECT_EQ(Bytes(0x20, 2), (Bytes2{0x4B, 0x00}));
 
-  set.SetRegisterLong(0x10, 2, 9600);
-  set.UpdateRegisters();
+  Show(0x10, 9600, 2);
   EXPECT_EQ(combo->Text(), "9600");
   EXPECT_EQ(Bytes(0x20, 2), (Bytes2{0x4B, 0x00}));  // showing wrote nothing back
-  set.SetRegisterLong(0x10, 2, 1234);
-  set.UpdateRegisters();
+  Show(0x10, 1234, 2);
   EXPECT_EQ(combo->ListIndex(), -1);
 }
 
@@ -73,21 +70,18 @@ TEST_F(RegisterFixture, CheckBoxesOfBitsAndOfBytes) {
   EXPECT_EQ(Bytes(0x10, 2), (Bytes2{0xA9, 0x08}));
   beep->UserClick();
   EXPECT_EQ(Bytes(0x10, 2), (Bytes2{0xA1, 0x00}));
-  set.SetRegister(0x10, 0x08);
-  set.UpdateRegisters();
+  Show(0x10, 0x08);
   EXPECT_EQ(beep->Value(), CheckBox::kChecked);
   EXPECT_EQ(set.Register(0x11), 0x00);  // showing is no click
 
   // A list that pairs 0 with TRUE turns the box round, both when shown and when clicked.
-  set.SetRegister(0x12, 0xFE);
-  set.UpdateRegisters();
+  Show(0x12, 0xFE);
   EXPECT_EQ(quiet->Value(), CheckBox::kChecked);
   quiet->UserClick();
   EXPECT_EQ(set.Register(0x12), 0xFF);
 
   // A byte register stores the listed numbers; a value the list does not name shows grey.
-  set.SetRegister(0x30, 7);
-  set.UpdateRegisters();
+  Show(0x30, 7);
   EXPECT_EQ(mode->Value(), CheckBox::kGrayed);
   mode->UserClick();
   EXPECT_EQ(set.Register(0x30), 5);
@@ -152,8 +146,7 @@ TEST_F(RegisterFixture, WideNumbersAreClampedPaddedAndStoredMostSignificantFirst
   speed->SetText("12x");
   EXPECT_EQ(set.RegisterLong(0x60, 2), 1000u);
   // Showing a value outside the bounds shows it as it is and leaves the buffer alone.
-  set.SetRegisterLong(0x60, 2, 5000);
-  set.UpdateRegisters();
+  Show(0x60, 5000, 2);
   EXPECT_EQ(speed->Text(), "5000");
   EXPECT_EQ(set.RegisterLong(0x60, 2), 5000u);
 

@@ -40,11 +40,7 @@ TEST_F(RegisterFixture, EachDataTypeClaimsItsBitsOrBytes) {
   TextBox* box = nullptr;
   for (const char* name : {"Beep", "NoCount", "Speed", "Prefix", "Broken", "Untyped"}) Bind(name, box);
 
-  std::vector<int> used;
-  for (int a = 0; a < 256; ++a) {
-    if (set.IsRegValid(a)) used.push_back(a);
-  }
-  EXPECT_EQ(used, (std::vector<int>{0x10, 0x11, 64, 65, 0x50, 0x51, 0x52, 0x60, 0x61, 0x62}));
+  EXPECT_EQ(UsedAddresses(), (std::vector<int>{0x10, 0x11, 64, 65, 0x50, 0x51, 0x52, 0x60, 0x61, 0x62}));
   EXPECT_EQ(set.UseMask(0x10), 0x08);
   EXPECT_EQ(set.UseMask(0x11), 0x08);
   EXPECT_EQ(set.UseMask(65), 0xFF);
@@ -105,8 +101,7 @@ TEST_F(RegisterFixture, DisplayOnlyRegistersAndTheInterfaceSection) {
   EXPECT_FALSE(Bind("Bad", box).DisplayOnly());
 
   // The interface shows the reader's value, but a pick in its list does not change the buffer.
-  set.SetRegister(0x30, 1);
-  set.UpdateRegisters();
+  Show(0x30, 1);
   EXPECT_EQ(combo->Text(), "PS/2");
   combo->UserSelect(0);
   EXPECT_EQ(set.Register(0x30), 1);
@@ -134,11 +129,7 @@ TEST_F(RegisterFixture, NonsenseDefinitionsLoadWithoutHarm) {
   Bind("Missing", box);                     // no section at all
 
   // Only what lies inside the space is claimed: 254-255 and, from -2, 0-1; and the wrongly bound 0x61.
-  std::vector<int> used;
-  for (int a = 0; a < 256; ++a) {
-    if (set.IsRegValid(a)) used.push_back(a);
-  }
-  EXPECT_EQ(used, (std::vector<int>{0, 1, 0x61, 254, 255}));
+  EXPECT_EQ(UsedAddresses(), (std::vector<int>{0, 1, 0x61, 254, 255}));
   EXPECT_FALSE(junk.IsValid());
   EXPECT_EQ(junk.DefaultValue(), 0);
   EXPECT_EQ(junk.FMTComboBox(), combo);  // an invalid register still binds its control

@@ -10,22 +10,13 @@
 #include "platform/paths.h"
 #include "registers/clsRegisters.h"
 #include "registers/register_files.h"
-#include "tests/support/temp_dir.h"
+#include "tests/registers/register_fixture.h"
 
 namespace {
 
 using namespace register_files;
+using register_tests::Golden;
 using test_support::TempDir;
-
-std::string Golden(const std::string& name) {
-  const char* root = std::getenv("MSR_TEST_SOURCE_DIR");
-  std::string dir = (root != nullptr && *root != '\0')
-                        ? platform::Join(root, "registers/golden")
-                        : platform::Join(platform::DirName(__FILE__), "golden");
-  std::string content;
-  EXPECT_TRUE(platform::ReadWholeFile(platform::Join(dir, name), content)) << name;
-  return content;
-}
 
 std::vector<uint8_t> Ramp() {
   std::vector<uint8_t> image(256);

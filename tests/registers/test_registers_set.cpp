@@ -154,8 +154,8 @@ TEST(RegisterSet, DumpFillsUsedAddressesAndSnapshotWriteSendsOnlyChanges) {
   EXPECT_EQ(set.Register(0x05), 0x05 ^ 0x5A);
   EXPECT_EQ(set.Register(0x20), 0x77);  // unused addresses are not taken from the dump
 
-  // Unowned bits come from the defaults; give them the reader's so that only edits differ.
-  ASSERT_TRUE(set.SetDefaultBuffer(reader.image));
+  // Bytes whose owned bits match what was read are skipped, though their other bits (taken from the
+  // defaults) differ from the reader's.
   set.SetRegisterSnapshotMode(true);
   set.SetRegister(0x05, 0x00);
   set.SetRegister(0x33, static_cast<uint8_t>(set.Register(0x33) ^ 0xE0));  // only bits it does not own
