@@ -205,7 +205,9 @@ class frmMain {
   // frmMain_workflows.cpp
   void LockButtons();
   void UnlockButtons();
-  void RunWorkflow(const char* handler, const char* start_line, const std::function<void()>& own_steps);
+  enum class WorkflowKind { kRead, kWrite };
+  void RunWorkflow(const char* handler, const char* start_line, WorkflowKind kind,
+                   const std::function<void()>& own_steps);
   void ReadStep();
   void WriteStep();
   void DefaultStep();

@@ -5,6 +5,7 @@
 #include "app/frmMain.h"
 #include "platform/paths.h"
 #include "platform/ui_services.h"
+#include "registers/clsRegister.h"
 #include "skin/skin_binding.h"
 #include "skin/skin_tabs.h"
 #include "skin/skin_text.h"
@@ -223,6 +224,13 @@ void frmMain::BindLoadedSkin() {
 void frmMain::ApplySkinMasks() {
   m_oRegisters.SetValidMask(skin_definition_.register_mask);
   m_oRegisters.SetDefaultBuffer(skin_definition_.default_value);
+  // The reader switches its line as soon as one of these is written: they go last in a write, and the
+  // serial-settings follow-up then moves the program after it.
+  std::vector<int32_t> line_settings;
+  for (const char* name : {"Parity", "DataBits", "StopBits", "Baudrate"}) {
+    if (const clsRegister* reg = m_oRegisters.FindRegister(name)) line_settings.push_back(reg->Register());
+  }
+  m_oRegisters.SetWriteLast(std::move(line_settings));
 }
 
 void frmMain::FinishScan(bool found) {

@@ -86,7 +86,7 @@ void frmMain::UnlockButtons() {
   RestoreButtons();
 }
 
-void frmMain::RunWorkflow(const char* handler, const char* start_line,
+void frmMain::RunWorkflow(const char* handler, const char* start_line, WorkflowKind kind,
                           const std::function<void()>& own_steps) {
   // The buttons are off while one runs; a click that slipped through is dropped.
   if (workflows_running_ > 0 || scan_counter_ > 0) return;
@@ -99,7 +99,10 @@ void frmMain::RunWorkflow(const char* handler, const char* start_line,
     WorkflowLock lock(*this);
     ShowMsg(start_line);
     chkTestMode.SetValue(platform::CheckBox::kUnchecked);
-    ApplySerialSettings();
+    // Before a write the pages may already show the line settings the reader is about to get (a new
+    // baud rate chosen, a file opened, the defaults): the write must still reach the reader at the rate
+    // it listens at now, so the program follows only afterwards. A read shows what the reader has.
+    if (kind == WorkflowKind::kRead) ApplySerialSettings();
     ShowProgress(0, kProgressSteps);
     ucGNet.SetGNetCancel(false);
     user_cancel_ = false;
@@ -115,7 +118,7 @@ void frmMain::ReportResult(bool ok, const char* ok_line, const char* ng_line) {
 }
 
 void frmMain::cmdRead_Click() {
-  RunWorkflow("cmdRead_Click", "Begin Read Register...", [this] {
+  RunWorkflow("cmdRead_Click", "Begin Read Register...", WorkflowKind::kRead, [this] {
     const bool ok = m_oRegisters.ReadRegisters();
     m_oRegisters.Refresh();
     if (ok) registers_read_ = true;
@@ -124,11 +127,13 @@ void frmMain::cmdRead_Click() {
 }
 
 void frmMain::cmdWrite_Click() {
-  RunWorkflow("cmdWrite_Click", "Begin Write Register...", [this] {
+  RunWorkflow("cmdWrite_Click", "Begin Write Register...", WorkflowKind::kWrite, [this] {
     // The cached write sends only what differs from the reader's image, fetching that image first when
     // it is not at hand.
     const bool cached = chkCacheMode.Value() == platform::CheckBox::kChecked;
     const bool ok = cached ? m_oRegisters.WriteRegistersCached() : m_oRegisters.WriteRegisters();
+    // The line settings went last; the alias and the identity that follow travel at the new ones.
+    ApplySerialSettings();
     if (ok) {
       registers_read_ = true;
       m_oAliasNames.WriteSelectedAlias(ucGNet);
@@ -139,7 +144,7 @@ void frmMain::cmdWrite_Click() {
 }
 
 void frmMain::cmdDefault_Click() {
-  RunWorkflow("cmdDefault_Click", "Begin Write Register...", [this] {
+  RunWorkflow("cmdDefault_Click", "Begin Write Register...", WorkflowKind::kWrite, [this] {
     const InterfaceChoice interface_choice(m_oRegisters, ucGNet.CommPort());
     const std::string file = FindDefaultFile();
     bool ok = false;
@@ -157,6 +162,7 @@ void frmMain::cmdDefault_Click() {
       ucGNet.SetGNetCancel(false);
       ok = m_oRegisters.WriteRegisters();
       if (ok) registers_read_ = true;
+      ApplySerialSettings();
     }
     if (!user_cancel_) {
       if (m_oAliasNames.EntrySelected()) {

@@ -338,8 +338,21 @@ bool clsRegisters::FetchImage(bool into_buffer, double from, double to) {
   return true;
 }
 
+std::vector<int32_t> clsRegisters::WriteOrder() const {
+  std::vector<int32_t> order = ValidAddresses();
+  std::vector<int32_t> last;
+  for (int32_t address : write_last_) {
+    auto it = std::find(order.begin(), order.end(), address);
+    if (it == order.end()) continue;
+    order.erase(it);
+    last.push_back(address);
+  }
+  order.insert(order.end(), last.begin(), last.end());
+  return order;
+}
+
 bool clsRegisters::WriteAll(bool skip_marked, bool snapshot_mode, double from, double to) {
-  std::vector<int32_t> addresses = ValidAddresses();
+  std::vector<int32_t> addresses = WriteOrder();
   for (size_t n = 0; n < addresses.size(); ++n) {
     Progress(from + (to - from) * static_cast<double>(n + 1) / static_cast<double>(addresses.size()));
     int32_t address = addresses[n];

@@ -121,12 +121,17 @@ class clsRegisters {
   // Every address with a mask. First asks OnDumpRegisters for the whole space at once; when that does
   // not deliver, reads byte by byte and stops at the first byte that fails. OnProgress 0 first, 1 last.
   bool ReadRegisters();
-  // Every address with a mask, in ascending order: owned bits from the buffer, the others from the
-  // defaults. `skip_marked` leaves marked addresses out. Stops at the first byte that fails.
+  // Every address with a mask, in ascending order (the write-last addresses at the end): owned bits from
+  // the buffer, the others from the defaults. `skip_marked` leaves marked addresses out. Stops at the first byte that fails.
   bool WriteRegisters(bool skip_marked = false);
   // The cached write: makes sure the snapshot holds the reader's image (fetching it when any address
   // with a mask has not been read, without touching the buffer) and then writes only what differs.
   bool WriteRegistersCached(bool skip_marked = false);
+  // Addresses that bulk writes send after every other one, in this order. The reader applies a new line
+  // setting (its baud rate) as soon as that register is written, so those go last: everything before them
+  // still travels at the rate the program uses.
+  void SetWriteLast(std::vector<int32_t> addresses) { write_last_ = std::move(addresses); }
+
   // The fraction done of the bulk operation in progress (or of the last one).
   double GetProgress() const { return progress_; }
   bool Busy() const { return busy_; }
@@ -169,6 +174,8 @@ class clsRegisters {
   bool TakeDump(const std::string& data, bool into_buffer);
   bool WriteAll(bool skip_marked, bool snapshot_mode, double from, double to);
   std::vector<int32_t> ValidAddresses() const;
+  // ValidAddresses with the write-last addresses moved to the end.
+  std::vector<int32_t> WriteOrder() const;
   void Progress(double fraction);
 
   std::vector<uint8_t> buffer_;
@@ -181,6 +188,7 @@ class clsRegisters {
   bool direct_register_ = false;
   bool busy_ = false;
   double progress_ = 0;
+  std::vector<int32_t> write_last_;
   clsINIFile ini_file_;
   std::vector<std::unique_ptr<clsRegister>> registers_;
 };

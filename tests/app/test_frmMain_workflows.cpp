@@ -65,6 +65,37 @@ TEST_F(Workflows, ReadFindsTheReaderFirstAndWriteInCacheModeSendsOnlyWhatChanged
   EXPECT_EQ(reader->Register(kLed), 2);
 }
 
+TEST_F(Workflows, ANewBaudRateIsWrittenLastAndTheProgramFollowsTheReader) {
+  msrsim::EmulatedReader* reader = readers.Add("COM3", FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
+  frmMain& w = Open();
+  w.cmdRead.UserClick();
+  ASSERT_EQ(ColourOf("Read OK!"), kBlue);
+
+  platform::ComboBox* baud = w.m_oRegisters.FindRegister("Baudrate")->FMTComboBox();
+  for (int i = 0; i < baud->ListCount(); ++i) {
+    if (baud->List(i) == "9600") baud->UserSelect(i);
+  }
+  ASSERT_EQ(baud->Text(), "9600");
+  w.m_oRegisters.FindRegister("LED")->FMTComboBox()->UserSelect(2);  // a register above the baud rate
+  const size_t before = reader->TransactionCount();
+  w.cmdWrite.UserClick();
+  EXPECT_EQ(ColourOf("Write OK!"), kBlue) << w.txtView.Text();
+  std::vector<std::string> writes;
+  const std::vector<std::string> requests = reader->Requests();
+  for (size_t i = before; i < requests.size(); ++i) {
+    if (requests[i][0] == 'C') writes.push_back(requests[i].substr(0, 3));
+  }
+  EXPECT_EQ(writes, (std::vector<std::string>{"C32", "C01"}));  // the line setting went last
+  EXPECT_EQ(reader->Register(kLed), 2);
+  EXPECT_EQ(reader->LineRate(), 9600);
+  EXPECT_EQ(w.ucGNet.Settings().rfind("9600,", 0), 0u) << w.ucGNet.Settings();
+
+  // The next read works at the new rate.
+  w.txtView.Clear();
+  w.cmdRead.UserClick();
+  EXPECT_EQ(ColourOf("Read OK!"), kBlue);
+}
+
 TEST_F(Workflows, ReadWithoutAReaderShowsOnlyWhatTheScanFound) {
   frmMain& w = Open();
   w.cmdRead.UserClick();
