@@ -329,6 +329,10 @@ class Form : public Control {
   void Hide();
   // The person (or the program) asks to close: QueryUnload decides; true when the form closed.
   bool RequestClose();
+  // A modal form takes all of the person's input while it is shown (a dialog over the main window). It
+  // counts from the next Show. Show itself never waits: the form's own code runs the loop until answered.
+  bool Modal() const { return modal_; }
+  void SetModal(bool modal) { modal_ = modal; }
 
   // Set `cancel` to true to refuse closing.
   std::function<void(bool& cancel)> OnUnload;
@@ -336,6 +340,7 @@ class Form : public Control {
  private:
   std::string caption_;
   bool shown_ = false;
+  bool modal_ = false;
 };
 
 }  // namespace platform

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -9,46 +7,15 @@
 #include "platform/event_loop.h"
 #include "platform/hotplug.h"
 #include "platform/serial_registry.h"
+#include "tests/support/fake_device_events.h"
 #include "tests/support/temp_dir.h"
 
 namespace platform {
 namespace {
 
-// Events a test queues; a byte in a pipe wakes the loop the way the device manager's socket would.
-class FakeSource final : public DeviceEventSource {
- public:
-  FakeSource() { EXPECT_EQ(pipe(fds_), 0); }
-  ~FakeSource() override {
-    close(fds_[0]);
-    close(fds_[1]);
-  }
-  int Descriptor() const override { return fds_[0]; }
-  std::vector<DeviceEvent> TakeEvents() override {
-    char wake;
-    while (pending_wakes_ > 0 && read(fds_[0], &wake, 1) == 1) --pending_wakes_;
-    std::vector<DeviceEvent> events(queued_.begin(), queued_.end());
-    queued_.clear();
-    return events;
-  }
-
-  void Send(std::vector<DeviceEvent> events) {
-    queued_.insert(queued_.end(), events.begin(), events.end());
-    ASSERT_EQ(write(fds_[1], "x", 1), 1);
-    ++pending_wakes_;
-  }
-
- private:
-  int fds_[2] = {-1, -1};
-  int pending_wakes_ = 0;
-  std::deque<DeviceEvent> queued_;
-};
-
-DeviceEvent Added(std::string node, std::vector<std::string> links = {}) {
-  return {DeviceEvent::Action::kAdded, std::move(node), std::move(links)};
-}
-DeviceEvent Removed(std::string node) {
-  return {DeviceEvent::Action::kRemoved, std::move(node), {}};
-}
+using test_support::DeviceAdded;
+using test_support::DeviceRemoved;
+using test_support::FakeDeviceEvents;
 
 // The machine's own ports stay out: the port list is the map a test sets.
 class HotplugTest : public ::testing::Test {
@@ -64,9 +31,9 @@ class HotplugTest : public ::testing::Test {
   }
 
   // Starts a monitor on a fake source that records what the window would hear.
-  FakeSource& Start() {
-    auto source = std::make_unique<FakeSource>();
-    FakeSource& fake = *source;
+  FakeDeviceEvents& Start() {
+    auto source = std::make_unique<FakeDeviceEvents>();
+    FakeDeviceEvents& fake = *source;
     monitor_ = std::make_unique<HotplugMonitor>(std::move(source));
     monitor_->OnArrival = [this](const std::string& name) { heard_.push_back("+" + name); };
     monitor_->OnRemoval = [this](const std::string& name) { heard_.push_back("-" + name); };
@@ -90,30 +57,30 @@ class HotplugTest : public ::testing::Test {
 using Reports = std::vector<std::string>;
 
 TEST_F(HotplugTest, ArrivalsAreReportedByTheirComNameOnlyForPortsOfTheList) {
-  FakeSource& source = Start();
+  FakeDeviceEvents& source = Start();
   // Plugged in after the monitor started: known by the time its event comes.
   SetPorts({{"COM5", "/dev/ttyUSB3"}, {"COM7", "/dev/serial/by-id/usb-FTDI_FT232R-if00"}});
   source.Send(
-      {Added("/dev/tty1"),  // a console, no serial port of the list
-       Added("/dev/ttyUSB3"),
-       Added("/dev/ttyUSB4", {"/dev/serial/by-path/pci-0", "/dev/serial/by-id/usb-FTDI_FT232R-if00"})});
+      {DeviceAdded("/dev/tty1"),  // a console, no serial port of the list
+       DeviceAdded("/dev/ttyUSB3"),
+       DeviceAdded("/dev/ttyUSB4", {"/dev/serial/by-path/pci-0", "/dev/serial/by-id/usb-FTDI_FT232R-if00"})});
   EXPECT_EQ(Heard(2), (Reports{"+COM5", "+COM7"}));
 }
 
 TEST_F(HotplugTest, ARemovedDeviceKeepsTheNameItHadWhileItWasThere) {
   SetPorts({{"COM5", "/dev/ttyUSB3"}, {"COM6", "/dev/ttyUSB4"}});
-  FakeSource& source = Start();
+  FakeDeviceEvents& source = Start();
   // The device is gone from the system's list before its event is read.
   SetPorts({{"COM6", "/dev/ttyUSB4"}});
-  source.Send({Removed("/dev/ttyUSB3")});
+  source.Send({DeviceRemoved("/dev/ttyUSB3")});
   EXPECT_EQ(Heard(1), (Reports{"-COM5"}));
 
   // Plugged back in under the same node, and pulled again: the list in between is the one that counts.
   SetPorts({{"COM9", "/dev/ttyUSB3"}, {"COM6", "/dev/ttyUSB4"}});
-  source.Send({Added("/dev/ttyUSB3")});
+  source.Send({DeviceAdded("/dev/ttyUSB3")});
   EXPECT_EQ(Heard(2), (Reports{"-COM5", "+COM9"}));
   SetPorts({{"COM6", "/dev/ttyUSB4"}});
-  source.Send({Removed("/dev/ttyUSB3"), Removed("/dev/ttyUSB3")});
+  source.Send({DeviceRemoved("/dev/ttyUSB3"), DeviceRemoved("/dev/ttyUSB3")});
   // The second removal of the same node finds no port any more.
   EXPECT_EQ(Heard(3), (Reports{"-COM5", "+COM9", "-COM9"}));
 }

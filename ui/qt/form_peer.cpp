@@ -1,6 +1,7 @@
 // The top-level window of a form. Closing it asks the form (its Unload handler may refuse, say while a
 // transfer runs); the window shows while the form is shown.
 
+#include <QApplication>
 #include <QCloseEvent>
 
 #include "ui/qt/peers.h"
@@ -39,6 +40,7 @@ class FormPeer final : public PeerWidget<QWidget> {
         return true;
       case ControlProperty::kVisible:
         if (form->Shown() && form->Visible()) {
+          if (!isVisible()) ShowAsDialogIfModal(*form);
           // A form without a size of its own gets the size its controls need.
           if (!isVisible() && (form->Width() <= 0 || form->Height() <= 0)) adjustSize();
           show();
@@ -48,6 +50,30 @@ class FormPeer final : public PeerWidget<QWidget> {
         return true;
       default:
         return false;
+    }
+  }
+
+  // A window of the program that is on screen, when none has the focus (a desktop without a window manager).
+  QWidget* SomeOtherWindow() const {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+      if (window != this && window->isVisible() && dynamic_cast<PeerBase*>(window) != nullptr) return window;
+    }
+    return nullptr;
+  }
+
+  // A modal form is a dialog of the window the person is working in: it stays above that window, opens
+  // over its middle, and the window takes no input until the dialog is answered.
+  void ShowAsDialogIfModal(const platform::Form& form) {
+    const Qt::WindowModality wanted = form.Modal() ? Qt::ApplicationModal : Qt::NonModal;
+    if (windowModality() != wanted) setWindowModality(wanted);
+    if (!form.Modal()) return;
+    QWidget* owner = QApplication::activeWindow();
+    if (owner == nullptr || owner == this) owner = parentWidget();
+    if (owner == nullptr) owner = SomeOtherWindow();
+    if (owner && owner != parentWidget()) setParent(owner, Qt::Dialog);
+    if (owner && form.Left() == 0 && form.Top() == 0) {
+      const QSize size = (form.Width() > 0 && form.Height() > 0) ? this->size() : sizeHint();
+      move(owner->geometry().center() - QPoint(size.width() / 2, size.height() / 2));
     }
   }
 };

@@ -1,0 +1,31 @@
+#include "ui/qt/embedded_form.h"
+
+#include "ui/qt/peers.h"
+#include "ui/qt/widget_builder.h"
+
+namespace ui_qt {
+
+QWidget* EmbedForm(platform::Form& form, const platform::Control& owner) {
+  QWidget* area = WidgetOf(owner);
+  if (area == nullptr) return nullptr;
+  PeerBase* peer = PeerOf(form);
+  if (peer == nullptr) {
+    peer = CreateFormPeer(form);
+    if (peer == nullptr) return nullptr;
+    // Into the owner before it shows anything: the form never flashes up as a window of its own.
+    peer->Widget().setParent(area, Qt::Widget);
+    peer->MirrorAll();
+  } else if (peer->Widget().parentWidget() != area) {
+    // Reparenting hides the widget and drops its frame; place and visibility come from the form again.
+    peer->Widget().setParent(area, Qt::Widget);
+    peer->MirrorAll();
+  }
+  for (const auto& child : form.Children()) BuildWidgets(*child);
+  return &peer->Widget();
+}
+
+void ReleaseForm(const platform::Form& form) {
+  if (QWidget* window = WidgetOf(form)) window->hide();
+}
+
+}  // namespace ui_qt
