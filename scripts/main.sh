@@ -1,24 +1,34 @@
 #!/usr/bin/env bash
-# The main job: install what is needed, build, start an emulated reader on a pseudo-terminal and talk to
-# it through the protocol stack, showing every exchange and the exit code.
+# The main job: install what is needed, build msrcfg and msrsim when they are missing or out of date,
+# start an emulated reader on a pseudo-terminal listed as COM9, and write the reader's shipped default
+# register file into it with msrcfg's console batch mode, as a production line does. Shows msrcfg's
+# output and ends with its exit code.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 build=${MSR_BUILD_DIR:-$top/build}
 "$top/scripts/install-deps.sh"
-MSR_BUILD_DIR=$build "$top/scripts/build.sh"
+# Only the two programs (and the skins msrcfg loads); the build is incremental, so a second run is quick.
+if [ ! -f "$build/CMakeCache.txt" ]; then
+  cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+fi
+cmake --build "$build" -j2 --target msrcfg msrsim
 
-# A private settings folder, so the demo never touches the user's own COM names.
+# A private settings folder, so the demo never touches the user's own COM names or remembered port.
 export XDG_CONFIG_HOME
 XDG_CONFIG_HOME=$(mktemp -d)
 sim_pid=
 cleanup() {
-  [ -n "$sim_pid" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null
+  if [ -n "$sim_pid" ]; then
+    kill "$sim_pid" 2>/dev/null || true
+    wait "$sim_pid" 2>/dev/null || true
+  fi
   rm -rf "$XDG_CONFIG_HOME"
 }
 trap cleanup EXIT
 
 port=COM9
-"$build/msrsim" --register "$port" &
+# A KRD36AR reader whose settings were wiped (every register 00), so the write has work to do.
+"$build/msrsim" --register "$port" --fill 00 >/dev/null &
 sim_pid=$!
 settings=$XDG_CONFIG_HOME/zk4100_MSR/settings.ini
 for _ in $(seq 100); do
@@ -26,9 +36,10 @@ for _ in $(seq 100); do
   sleep 0.05
 done
 
+echo "\$ msrcfg /WriteDefault /Port:$port"
 set +e
-"$build/gnetprobe" "$port"
+"$build/msrcfg" /WriteDefault "/Port:$port"
 status=$?
 set -e
-echo "gnetprobe exit code: $status"
+echo "msrcfg exit code: $status"
 exit "$status"

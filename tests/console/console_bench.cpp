@@ -1,0 +1,129 @@
+#include "tests/console/console_bench.h"
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "registers/register_files.h"
+#include "sim/register_file.h"
+
+namespace console_test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string BuildDir() {
+  const char* dir = std::getenv("MSR_BUILD_DIR");
+  return dir != nullptr ? dir : "";
+}
+
+std::string ShellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+}  // namespace
+
+ConsoleBench::ConsoleBench() {
+  const fs::path build = BuildDir();
+  const fs::path program = program_.path();
+  std::error_code error;
+  fs::create_directory_symlink(build / "Skin", program / "Skin", error);
+  fs::create_directory(program / "Default", error);
+  for (const auto& entry : fs::directory_iterator(build / "Default", error)) {
+    fs::create_symlink(entry.path(), program / "Default" / entry.path().filename(), error);
+  }
+  for (const char* name : {"Trakset.ini", "AliasName.ini"})
+    fs::copy_file(build / name, program / name, error);
+  if (error) ADD_FAILURE() << "cannot lay out a program folder from MSR_BUILD_DIR: " << error.message();
+  WriteSettings();
+}
+
+msrsim::EmulatedReader* ConsoleBench::AddReader(const std::string& com_name, msrsim::ReaderConfig config) {
+  auto reader = std::make_unique<msrsim::EmulatedReader>(std::move(config));
+  std::string error;
+  if (!reader->Start(&error)) {
+    ADD_FAILURE() << "cannot start a reader: " << error;
+    return nullptr;
+  }
+  settings_ports_ += com_name + " = " + reader->Path() + "\r\n";
+  readers_.push_back(std::move(reader));
+  WriteSettings();
+  return readers_.back().get();
+}
+
+void ConsoleBench::SetRememberedPort(const std::string& port) {
+  remembered_port_ = port;
+  WriteSettings();
+}
+
+void ConsoleBench::WriteSettings() {
+  fs::create_directories(config_.File("zk4100_MSR"));
+  config_.WriteFile("zk4100_MSR/settings.ini",
+                    "[SerialPorts]\r\n" + settings_ports_ + "[COMM]\r\nPort = " + remembered_port_ + "\r\n");
+}
+
+std::string ConsoleBench::WriteCfg(const std::string& name, const std::string& registers,
+                                   const std::string& alias, const std::string& module) {
+  const test_support::TempDir& folder = name.rfind("Default/", 0) == 0 ? program_ : work_;
+  fs::create_directories(fs::path(folder.File(name)).parent_path());
+  const std::string alias_line = alias.empty() ? "" : "AliasName = " + alias + "\r\n";
+  return folder.WriteFile(name, "[MSRRegister]\r\nModule = " + module + "\r\n" + alias_line +
+                                    "Registers = " + registers + "\r\n");
+}
+
+RunResult ConsoleBench::Run(const std::vector<std::string>& args) {
+  // No display: the console mode must not need one.
+  std::string command = "env -u DISPLAY -u WAYLAND_DISPLAY MSRCFG_HOME=" + ShellQuoted(program_.path()) +
+                        " XDG_CONFIG_HOME=" + ShellQuoted(config_.path()) + " " +
+                        ShellQuoted(BuildDir() + "/msrcfg");
+  for (const std::string& arg : args) command += " " + ShellQuoted(arg);
+  command += " </dev/null >" + ShellQuoted(work_.File("stdout")) + " 2>" + ShellQuoted(work_.File("stderr"));
+  RunResult result;
+  const int status = std::system(command.c_str());
+  if (status == -1 || !WIFEXITED(status)) {
+    ADD_FAILURE() << "msrcfg did not end normally (status " << status << ")";
+  } else {
+    result.exit_code = WEXITSTATUS(status);
+  }
+  std::istringstream out(work_.ReadFile("stdout"));
+  for (std::string line; std::getline(out, line);) result.lines.push_back(line);
+  result.errors = work_.ReadFile("stderr");
+  return result;
+}
+
+msrsim::ReaderConfig Reader(const msrsim::RegisterImage& image, const std::string& identification) {
+  msrsim::ReaderConfig config;
+  config.identification = identification;
+  config.registers = image;
+  return config;
+}
+
+msrsim::RegisterImage FactoryImage(const std::string& alias) {
+  msrsim::RegisterImage image{};
+  std::string error;
+  if (!msrsim::LoadRegisterFile(BuildDir() + "/Default/KRD36AR.cfg", image, error)) ADD_FAILURE() << error;
+  msrsim::SetAlias(image, alias);
+  return image;
+}
+
+msrsim::RegisterImage Changed(msrsim::RegisterImage image, std::initializer_list<uint8_t> registers) {
+  for (const uint8_t reg : registers) image[reg] ^= 0xA5;
+  return image;
+}
+
+std::string HexOf(const msrsim::RegisterImage& image) {
+  return register_files::BytesToHex(std::vector<uint8_t>(image.begin(), image.end()));
+}
+
+size_t WriteCount(const msrsim::EmulatedReader& reader) {
+  size_t writes = 0;
+  for (const std::string& request : reader.Requests()) writes += request.rfind('C', 0) == 0 ? 1 : 0;
+  return writes;
+}
+
+}  // namespace console_test
