@@ -196,8 +196,10 @@ class ConsoleRun {
     out_.Line("Begin write registers");
     int done = 0;
     for (const int index : differing) {
-      out_.Progress("Writing " + std::to_string(++done) + "/" + std::to_string(differing.size()) +
-                    " registers...");
+      const int total = static_cast<int>(differing.size());
+      if (out_.ShowsPart(++done, total)) {
+        out_.Progress("Writing " + std::to_string(done) + "/" + std::to_string(total) + " registers...");
+      }
       const bool ok = engine_.SetRegister(index, file[index]);
       const std::string line = "Write 0x" + ucGNet::HexByte(static_cast<uint8_t>(index)) + " registers ";
       if (!ok) {

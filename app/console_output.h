@@ -26,6 +26,11 @@ class ConsoleOutput {
   void Line(const std::string& text);
   // The progress text of a long step; nothing when quiet.
   void Progress(const std::string& text);
+  // A redrawn line costs nothing, a line in a log does: a step of many parts shows each of them only
+  // on a terminal, and every tenth (with the first and the last) elsewhere.
+  bool ShowsPart(int done, int total) const {
+    return on_terminal_ || done == 1 || done % 10 == 0 || done == total;
+  }
   // Takes a progress line off the terminal once the step is done.
   void EndProgress();
   // A note for the person on standard error ("msrcfg: " and the text), shown even when quiet.
