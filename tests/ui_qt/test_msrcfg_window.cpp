@@ -6,6 +6,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
 #include <algorithm>
@@ -50,13 +53,16 @@ TEST_F(MsrcfgWindow, ReadFindsTheReaderAndShowsItsPagesInsideTheSkinArea) {
   QWidget* area = ui_qt::WidgetOf(form->picBack);
   QWidget* pages = ui_qt::WidgetOf(*skin);
   ASSERT_NE(pages, nullptr);
-  EXPECT_EQ(pages->parentWidget(), area);
+  EXPECT_TRUE(area->isAncestorOf(pages));
   EXPECT_FALSE(pages->isWindow());
   EXPECT_TRUE(pages->isVisible());
-  EXPECT_EQ(pages->pos(), QPoint(0, 0));
+  EXPECT_EQ(pages->mapTo(area, QPoint(0, 0)), QPoint(0, 0));
+  // The pages fill the area, so every tab's caption is in view.
   auto* tabs = dynamic_cast<QTabWidget*>(ui_qt::WidgetOf(*skin->SSTab()));
   ASSERT_NE(tabs, nullptr);
-  EXPECT_GT(tabs->count(), 1);
+  ASSERT_GT(tabs->count(), 1);
+  EXPECT_EQ(tabs->width(), area->width());
+  EXPECT_LE(tabs->tabBar()->tabRect(tabs->count() - 1).right(), tabs->width());
   const clsRegister* led = form->m_oRegisters.FindRegister("LED");
   platform::Control* led_control = skin->Find("cboLED");
   ASSERT_TRUE(led != nullptr && led_control != nullptr);
@@ -69,7 +75,32 @@ TEST_F(MsrcfgWindow, ReadFindsTheReaderAndShowsItsPagesInsideTheSkinArea) {
   // A second Read keeps the same pages in the same place.
   Press(form->cmdRead);
   ASSERT_TRUE(PumpUntil([&] { return form->txtView.Text().find("Read OK!") != std::string::npos; }, 10000));
-  EXPECT_EQ(ui_qt::WidgetOf(*form->SkinObject())->parentWidget(), area);
+  EXPECT_EQ(ui_qt::WidgetOf(*form->SkinObject()), pages);
+  EXPECT_TRUE(pages->isVisible());
+}
+
+TEST_F(MsrcfgWindow, PagesTallerThanTheSkinAreaScrollInIt) {
+  ASSERT_NE(readers.Add("COM3", SimReaders::Reader("QV-R4410-03")), nullptr);
+  Open();
+  Press(form->cmdAutoScan);
+  ASSERT_TRUE(PumpUntil([&] { return form->SkinObject() != nullptr && form->cmdWrite.Enabled(); }, 10000))
+      << ScreenLog();
+  // The page of the tracks and the data sent has more rows than the area has room for.
+  platform::TabControl* pages = form->SkinObject()->SSTab();
+  pages->UserSelectTab(1);
+  QWidget* area = ui_qt::WidgetOf(form->picBack);
+  QWidget* last_field = ui_qt::WidgetOf(*form->SkinObject()->Find("cboLetterCase"));
+  ASSERT_NE(last_field, nullptr);
+  ASSERT_GT(last_field->mapTo(area, QPoint(0, last_field->height())).y(), area->height());
+  auto* scroller = area->findChild<QScrollArea*>();
+  ASSERT_NE(scroller, nullptr);
+  EXPECT_TRUE(scroller->verticalScrollBar()->isVisible());
+  scroller->ensureWidgetVisible(last_field);
+  const int bottom = last_field->mapTo(area, QPoint(0, last_field->height())).y();
+  EXPECT_LE(bottom, area->height());
+  EXPECT_GT(bottom, 0);
+  // Nothing is cut at the side: no horizontal scrolling needed.
+  EXPECT_FALSE(scroller->horizontalScrollBar()->isVisible());
 }
 
 TEST_F(MsrcfgWindow, TheAliasDialogKeepsTheWindowWaitingUntilItIsAnswered) {

@@ -5,23 +5,26 @@
 
 namespace ui_qt {
 
-QWidget* EmbedForm(platform::Form& form, const platform::Control& owner) {
-  QWidget* area = WidgetOf(owner);
-  if (area == nullptr) return nullptr;
+QWidget* EmbedForm(platform::Form& form, QWidget& area) {
   PeerBase* peer = PeerOf(form);
   if (peer == nullptr) {
     peer = CreateFormPeer(form);
     if (peer == nullptr) return nullptr;
-    // Into the owner before it shows anything: the form never flashes up as a window of its own.
-    peer->Widget().setParent(area, Qt::Widget);
+    // Into the area before it shows anything: the form never flashes up as a window of its own.
+    peer->Widget().setParent(&area, Qt::Widget);
     peer->MirrorAll();
-  } else if (peer->Widget().parentWidget() != area) {
+  } else if (peer->Widget().parentWidget() != &area) {
     // Reparenting hides the widget and drops its frame; place and visibility come from the form again.
-    peer->Widget().setParent(area, Qt::Widget);
+    peer->Widget().setParent(&area, Qt::Widget);
     peer->MirrorAll();
   }
   for (const auto& child : form.Children()) BuildWidgets(*child);
   return &peer->Widget();
+}
+
+QWidget* EmbedForm(platform::Form& form, const platform::Control& owner) {
+  QWidget* area = WidgetOf(owner);
+  return area != nullptr ? EmbedForm(form, *area) : nullptr;
 }
 
 void ReleaseForm(const platform::Form& form) {

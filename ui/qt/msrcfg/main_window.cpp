@@ -3,7 +3,9 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QScrollBar>
 #include <QShortcut>
+#include <QStyle>
 
 #include "ui/qt/embedded_form.h"
 #include "ui/qt/item_details.h"
@@ -49,6 +51,11 @@ MainWindow::MainWindow(frmMain& form) : form_(form) {
 
   window_ = ui_qt::BuildWindow(main);
   window_->installEventFilter(new ResizeFilter(*this, *window_));
+  // Pages taller than the skin area (many settings on one tab) scroll inside it.
+  skin_area_ = new QScrollArea(ui_qt::WidgetOf(form_.picBack));
+  skin_area_->setFrameShape(QFrame::NoFrame);
+  skin_area_->setFocusPolicy(Qt::NoFocus);  // Tab goes through the fields, not the area around them
+  skin_area_->setGeometry(skin_area_->parentWidget()->rect());
 
   // The dialog that edits an alias keeps the main window waiting until it is answered.
   frmAliasName& dialog = form_.m_oAliasNames.Dialog();
@@ -113,15 +120,50 @@ void MainWindow::FollowDevices(std::unique_ptr<platform::DeviceEventSource> sour
 }
 
 void MainWindow::ShowSkinPages(SkinForm& skin) {
-  ui_qt::EmbedForm(skin, form_.picBack);
-  skin.OnOwnerChanged = [&skin] {
-    if (skin.Owner() != nullptr) {
+  PlaceSkinPages(skin);
+  skin.OnOwnerChanged = [this, &skin] {
+    if (skin.Owner() == &form_.picBack) {
+      PlaceSkinPages(skin);
+    } else if (skin.Owner() != nullptr) {
       ui_qt::EmbedForm(skin, *skin.Owner());
     } else {
       ui_qt::ReleaseForm(skin);
     }
   };
+}
+
+void MainWindow::PlaceSkinPages(SkinForm& skin) {
+  QWidget* pages = ui_qt::EmbedForm(skin, *skin_area_->viewport());
+  if (pages != nullptr && skin_area_->widget() != pages) {
+    // The pages belong to their form: the area must not delete the last ones when it takes new ones.
+    skin_area_->takeWidget();
+    laid_out_size_ = QSize(skin.Width(), skin.Height());
+    skin_area_->setWidget(pages);
+  }
+  FitSkinPages();
   SetTabOrder();
+}
+
+void MainWindow::FitSkinPages() {
+  skin_area_->setGeometry(skin_area_->parentWidget()->rect());
+  SkinForm* skin = form_.SkinObject();
+  if (skin == nullptr || skin->Owner() != &form_.picBack) return;
+  const QSize room = skin_area_->maximumViewportSize();
+  int width = std::max(laid_out_size_.width(), room.width());
+  const int height = std::max(laid_out_size_.height(), room.height());
+  // A vertical scroll bar takes its width from the room.
+  if (height > room.height()) {
+    const int bar = skin_area_->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr,
+                                                     skin_area_->verticalScrollBar());
+    width = std::max(laid_out_size_.width(), room.width() - bar);
+  }
+  skin->Move(0, 0, width, height);
+  if (platform::TabControl* tabs = skin->SSTab()) tabs->Move(tabs->Left(), tabs->Top(), width, height);
+  // Placing the tab control left a margin around it; the pages are exactly as big as the tab control.
+  if (QWidget* pages = ui_qt::WidgetOf(*skin)) {
+    pages->setMinimumSize(width, height);
+    pages->resize(width, height);
+  }
 }
 
 void MainWindow::SetTabOrder() {
@@ -170,6 +212,7 @@ void MainWindow::FollowWindowSize() {
   // Placing a control makes its window at least big enough to show it; here the window leads, and it
   // must be able to shrink back.
   window_->setMinimumSize(minimum);
+  FitSkinPages();
 }
 
 WindowGeometry MainWindow::CurrentGeometry() const {

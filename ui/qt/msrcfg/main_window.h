@@ -5,6 +5,7 @@
 // and passes serial devices that come and go on to the form.
 
 #include <QRect>
+#include <QScrollArea>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -43,6 +44,9 @@ class MainWindow {
 
   void WireClose();
   void ShowSkinPages(SkinForm& skin);
+  void PlaceSkinPages(SkinForm& skin);
+  // The pages fill the skin area; taller ones scroll in it.
+  void FitSkinPages();
   void SetTabOrder();
   // Controls that follow the window's size: the log, the skin area, the progress bar, Exit.
   void FollowWindowSize();
@@ -52,6 +56,9 @@ class MainWindow {
   QWidget* window_ = nullptr;
   QSize design_size_;
   std::vector<Stretch> stretches_;
+  QScrollArea* skin_area_ = nullptr;
+  // The size the skin laid its pages out in, before they were made to fill the area.
+  QSize laid_out_size_;
   std::unique_ptr<platform::HotplugMonitor> monitor_;
 };
 
