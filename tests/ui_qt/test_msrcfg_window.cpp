@@ -1,177 +1,163 @@
-// msrcfg's window against emulated readers: what a person sees and reaches after pressing Read, the alias
-// dialog over the window, devices that come and go, and the keyboard.
-#include <QAbstractItemView>
+// msrcfg's window against emulated readers: what a person sees and reaches after a Read, the alias
+// dialog over the window, and the window's place between runs.
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
-#include <algorithm>
+#include <filesystem>
 #include <set>
 
+#include "platform/clock.h"
 #include "registers/clsRegister.h"
-#include "tests/support/fake_device_events.h"
-#include "tests/ui_qt/msrcfg_fixture.h"
+#include "registers/user_settings.h"
+#include "tests/gnet/sim_readers.h"
+#include "ui/qt/msrcfg/main_window.h"
+#include "ui/qt/qt_event_loop.h"
 #include "ui/qt/text_codec.h"
+#include "ui/qt/widget_builder.h"
 
-namespace msrcfg_test {
 namespace {
 
+namespace fs = std::filesystem;
+using msrcfg_window::WindowGeometry;
 using test_support::SimReaders;
+using ui_qt::WidgetOf;
+
+template <typename W = QWidget>
+W* Widget(const platform::Control& control) {
+  return dynamic_cast<W*>(WidgetOf(control));
+}
 
 void Press(const platform::Control& button) {
-  auto* widget = dynamic_cast<QAbstractButton*>(ui_qt::WidgetOf(button));
-  ASSERT_NE(widget, nullptr) << button.Name();
-  QTest::mouseClick(widget, Qt::LeftButton);
+  QTest::mouseClick(Widget<QAbstractButton>(button), Qt::LeftButton);
 }
 
-class MsrcfgWindow : public MsrcfgWindowTest {};
+// The window on the Qt loop, with a program folder (the build folder's skins, copies of its data files)
+// and a settings folder of its own, and emulated readers as the only serial ports.
+class Msrcfg : public ::testing::Test {
+ protected:
+  Msrcfg() {
+    const fs::path build = std::getenv("MSR_BUILD_DIR") ? std::getenv("MSR_BUILD_DIR") : "";
+    const fs::path here = program.path();
+    std::error_code error;
+    fs::create_directory(here / "Skin", error);
+    for (const fs::directory_entry& entry : fs::directory_iterator(build / "Skin", error))
+      fs::create_symlink(entry.path(), here / "Skin" / entry.path().filename(), error);
+    fs::copy(build / "Default", here / "Default", fs::copy_options::recursive, error);
+    fs::copy_file(build / "Trakset.ini", here / "Trakset.ini", error);
+    program.WriteFile("AliasName.ini", "[General]\nAliasEnable = TRUE\n");
+    platform::SetCurrentEventLoop(&loop);
+  }
+  ~Msrcfg() override {
+    Close();
+    platform::SetCurrentEventLoop(nullptr);
+  }
 
-TEST_F(MsrcfgWindow, ReadFindsTheReaderAndShowsItsPagesInsideTheSkinArea) {
-  ASSERT_NE(readers.Add("COM3", SimReaders::Reader("KRD36AR,3TRACK,UART")), nullptr);
-  Open();
-  // The list's entries are the names the program compares; the device shows beside them.
+  // A new form and window, loaded and shown as the program does (on one large screen).
+  void Open(const char* reader = nullptr) {
+    if (reader != nullptr) {
+      ASSERT_NE(readers.Add("COM3", SimReaders::Reader(reader)), nullptr);
+    }
+    Close();
+    form = std::make_unique<frmMain>();
+    window = std::make_unique<msrcfg_window::MainWindow>(*form);
+    window->LoadAndShow({QRect(0, 0, 2560, 1440)});
+  }
+  void Close() {
+    window.reset();
+    form.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  }
+  // Auto Scan, and the loop run until the reader's pages are filled.
+  void Scan() {
+    Press(form->cmdAutoScan);
+    const uint32_t start = platform::GetTickCount();
+    while (!form->cmdWrite.Enabled() && platform::GetTickCount() - start < 10000) loop.WaitForEvents(5);
+    ASSERT_TRUE(form->cmdWrite.Enabled()) << form->txtView.Text();
+  }
+  std::string ScreenLog() const {
+    return ui_qt::FromQt(Widget<QPlainTextEdit>(form->txtView)->toPlainText());
+  }
+
+  test_support::TempDir program{"msrcfg-program"};
+  test_support::TempDir user_config{"msrcfg-user"};
+  test_support::ScopedEnv program_dir{"MSRCFG_HOME", program.path()};
+  test_support::ScopedEnv config_home{"XDG_CONFIG_HOME", user_config.path()};
+  ui_qt::QtEventLoop loop;
+  SimReaders readers;
+  std::unique_ptr<frmMain> form;
+  std::unique_ptr<msrcfg_window::MainWindow> window;
+};
+
+TEST_F(Msrcfg, ReadShowsTheReadersPagesInsideTheSkinArea) {
+  Open("KRD36AR,3TRACK,UART");
   auto* ports = Widget<QComboBox>(form->cboPort);
-  ASSERT_NE(ports, nullptr);
   ASSERT_EQ(ports->count(), 2);
-  EXPECT_EQ(ports->itemText(1), "COM3");
-  EXPECT_EQ(form->PortDescription(1).rfind("/dev/pts/", 0), 0u);
+  EXPECT_EQ(ports->itemText(1), "COM3");  // the device only shows beside the name the program compares
 
   Press(form->cmdRead);
-  ASSERT_TRUE(PumpUntil([&] { return ScreenLog().find("Read OK!") != std::string::npos; }, 10000))
-      << ScreenLog();
+  EXPECT_NE(ScreenLog().find("Read OK!"), std::string::npos) << ScreenLog();
   EXPECT_EQ(Widget<QLabel>(form->labProduct)->text(), "KRD36AR,3TRACK,UART");
-
-  // The skin's form sits inside the skin area, not in a window of its own, and shows what was read.
-  SkinForm* skin = form->SkinObject();
-  ASSERT_NE(skin, nullptr);
-  QWidget* area = ui_qt::WidgetOf(form->picBack);
-  QWidget* pages = ui_qt::WidgetOf(*skin);
-  ASSERT_NE(pages, nullptr);
-  EXPECT_TRUE(area->isAncestorOf(pages));
-  EXPECT_FALSE(pages->isWindow());
+  // The pages sit in the skin area, not in a window of their own, fill it, and show what was read.
+  QWidget* area = WidgetOf(form->picBack);
+  QWidget* pages = WidgetOf(*form->SkinObject());
+  ASSERT_TRUE(area->isAncestorOf(pages));
   EXPECT_TRUE(pages->isVisible());
   EXPECT_EQ(pages->mapTo(area, QPoint(0, 0)), QPoint(0, 0));
-  // The pages fill the area, so every tab's caption is in view.
-  auto* tabs = dynamic_cast<QTabWidget*>(ui_qt::WidgetOf(*skin->SSTab()));
-  ASSERT_NE(tabs, nullptr);
-  ASSERT_GT(tabs->count(), 1);
+  auto* tabs = Widget<QTabWidget>(*form->SkinObject()->SSTab());
   EXPECT_EQ(tabs->width(), area->width());
   EXPECT_LE(tabs->tabBar()->tabRect(tabs->count() - 1).right(), tabs->width());
-  const clsRegister* led = form->m_oRegisters.FindRegister("LED");
-  platform::Control* led_control = skin->Find("cboLED");
-  ASSERT_TRUE(led != nullptr && led_control != nullptr);
-  auto* led_list = Widget<QComboBox>(*led_control);
-  ASSERT_NE(led_list, nullptr);
-  EXPECT_TRUE(area->isAncestorOf(led_list));
-  EXPECT_FALSE(led->Text().empty());
-  EXPECT_EQ(ui_qt::FromQt(led_list->currentText()), led->Text());
-
-  // A second Read keeps the same pages in the same place.
-  Press(form->cmdRead);
-  ASSERT_TRUE(PumpUntil([&] { return form->txtView.Text().find("Read OK!") != std::string::npos; }, 10000));
-  EXPECT_EQ(ui_qt::WidgetOf(*form->SkinObject()), pages);
-  EXPECT_TRUE(pages->isVisible());
+  auto* led = Widget<QComboBox>(*form->SkinObject()->Find("cboLED"));
+  ASSERT_TRUE(led != nullptr && area->isAncestorOf(led));
+  EXPECT_EQ(ui_qt::FromQt(led->currentText()), form->m_oRegisters.FindRegister("LED")->Text());
+  EXPECT_FALSE(led->currentText().isEmpty());
 }
 
-TEST_F(MsrcfgWindow, PagesTallerThanTheSkinAreaScrollInIt) {
-  ASSERT_NE(readers.Add("COM3", SimReaders::Reader("QV-R4410-03")), nullptr);
-  Open();
-  Press(form->cmdAutoScan);
-  ASSERT_TRUE(PumpUntil([&] { return form->SkinObject() != nullptr && form->cmdWrite.Enabled(); }, 10000))
-      << ScreenLog();
-  // The page of the tracks and the data sent has more rows than the area has room for.
-  platform::TabControl* pages = form->SkinObject()->SSTab();
-  pages->UserSelectTab(1);
-  QWidget* area = ui_qt::WidgetOf(form->picBack);
-  QWidget* last_field = ui_qt::WidgetOf(*form->SkinObject()->Find("cboLetterCase"));
-  ASSERT_NE(last_field, nullptr);
-  ASSERT_GT(last_field->mapTo(area, QPoint(0, last_field->height())).y(), area->height());
+TEST_F(Msrcfg, PagesTallerThanTheSkinAreaScrollInIt) {
+  Open("QV-R4410-03");
+  Scan();
+  form->SkinObject()->SSTab()->UserSelectTab(1);  // tracks and data sent: more rows than there is room for
+  QWidget* area = WidgetOf(form->picBack);
+  QWidget* last = WidgetOf(*form->SkinObject()->Find("cboLetterCase"));
+  auto bottom = [&] { return last->mapTo(area, QPoint(0, last->height())).y(); };
+  ASSERT_GT(bottom(), area->height());
   auto* scroller = area->findChild<QScrollArea*>();
-  ASSERT_NE(scroller, nullptr);
-  EXPECT_TRUE(scroller->verticalScrollBar()->isVisible());
-  scroller->ensureWidgetVisible(last_field);
-  const int bottom = last_field->mapTo(area, QPoint(0, last_field->height())).y();
-  EXPECT_LE(bottom, area->height());
-  EXPECT_GT(bottom, 0);
-  // Nothing is cut at the side: no horizontal scrolling needed.
+  scroller->ensureWidgetVisible(last);
+  EXPECT_TRUE(bottom() > 0 && bottom() <= area->height());
   EXPECT_FALSE(scroller->horizontalScrollBar()->isVisible());
 }
 
-TEST_F(MsrcfgWindow, TheAliasDialogKeepsTheWindowWaitingUntilItIsAnswered) {
-  ASSERT_NE(readers.Add("COM3", SimReaders::Reader("KRD36AR,3TRACK,UART")), nullptr);
-  Open();
-  Press(form->cmdAutoScan);
-  ASSERT_TRUE(PumpUntil([&] { return form->cmdAliasName.Visible() && form->cmdAliasName.Enabled(); }, 10000))
-      << ScreenLog();
-
-  ASSERT_GT(form->cboAliasName.ListCount(), 0);
+TEST_F(Msrcfg, TheAliasDialogKeepsTheWindowWaitingUntilItIsAnswered) {
+  Open("KRD36AR,3TRACK,UART");
+  Scan();
   form->cboAliasName.UserSelect(0);
-  frmAliasName& dialog = form->m_oAliasNames.Dialog();
-  QWidget* dialog_window = ui_qt::WidgetOf(dialog);
-  ASSERT_NE(dialog_window, nullptr);
+  QWidget* dialog = WidgetOf(form->m_oAliasNames.Dialog());
   bool seen = false;
-  dialog.OnShown = [&](frmAliasName& shown) {
-    seen = true;
-    EXPECT_TRUE(dialog_window->isVisible());
-    EXPECT_EQ(QApplication::activeModalWidget(), dialog_window);
-    EXPECT_EQ(dialog_window->windowModality(), Qt::ApplicationModal);
-    // It belongs to the main window: it stays above it and opens over it.
-    EXPECT_EQ(dialog_window->parentWidget(), &window->Widget());
-    EXPECT_TRUE(window->Widget().geometry().contains(dialog_window->geometry().center()));
+  form->m_oAliasNames.Dialog().OnShown = [&](frmAliasName& shown) {
+    seen = QApplication::activeModalWidget() == dialog && dialog->parentWidget() == &window->Widget();
     Press(*shown.cmdAction[frmAliasName::kCancel]);
   };
   Press(form->cmdAliasName);
   EXPECT_TRUE(seen);
-  EXPECT_FALSE(dialog_window->isVisible());
   EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
-TEST_F(MsrcfgWindow, DevicesThatComeAndGoReachTheFormByTheirComNames) {
-  Open();
-  auto events = std::make_unique<test_support::FakeDeviceEvents>();
-  test_support::FakeDeviceEvents& device_manager = *events;
-  window->FollowDevices(std::move(events));
-  ASSERT_TRUE(window->FollowsDevices());
-  EXPECT_EQ(Widget<QComboBox>(form->cboPort)->count(), 0);
-
-  msrsim::EmulatedReader* reader = readers.Add("COM7", SimReaders::Reader("KRD36AR,3TRACK,UART"));
-  ASSERT_NE(reader, nullptr);
-  device_manager.Send({test_support::DeviceAdded("/dev/tty5"), test_support::DeviceAdded(reader->Path())});
-  ASSERT_TRUE(PumpUntil([&] { return ScreenLog().find("COM7 is plus-in!") != std::string::npos; }, 2000));
-  auto* ports = Widget<QComboBox>(form->cboPort);
-  ASSERT_EQ(ports->count(), 2);
-  EXPECT_EQ(ports->itemText(1), "COM7");
-
-  device_manager.Send({test_support::DeviceRemoved(reader->Path())});
-  ASSERT_TRUE(PumpUntil([&] { return ScreenLog().find("COM7 is removed!") != std::string::npos; }, 2000));
-  // Only serial ports of the list are reported: the console never was.
-  EXPECT_EQ(ScreenLog().find("COM5"), std::string::npos);
-  EXPECT_EQ(ScreenLog().find("tty5"), std::string::npos);
-}
-
-TEST_F(MsrcfgWindow, EveryControlIsReachableFromTheKeyboard) {
-  ASSERT_NE(readers.Add("COM3", SimReaders::Reader("KRD36AR,3TRACK,UART")), nullptr);
-  Open();
+TEST_F(Msrcfg, EveryControlIsReachableFromTheKeyboard) {
+  Open("KRD36AR,3TRACK,UART");
   // Each button and check box has a letter of its own; Cancel, shown only during a scan, has Escape.
   std::set<QChar> letters;
   for (platform::Control* control : form->Form().Descendants()) {
-    if (control->Kind() != platform::ControlKind::kButton &&
-        control->Kind() != platform::ControlKind::kCheckBox)
-      continue;
-    auto* button = dynamic_cast<QAbstractButton*>(ui_qt::WidgetOf(*control));
-    ASSERT_NE(button, nullptr) << control->Name();
-    EXPECT_TRUE(button->focusPolicy() & Qt::TabFocus) << control->Name();
-    if (control == &form->cmdCancel) continue;
-    const QString text = button->text();
-    const qsizetype amp = text.indexOf('&');
-    ASSERT_TRUE(amp >= 0 && amp + 1 < text.size()) << control->Name() << " has no mnemonic";
-    EXPECT_TRUE(letters.insert(text[amp + 1].toLower()).second) << control->Name() << " shares its letter";
+    auto* button = dynamic_cast<QAbstractButton*>(WidgetOf(*control));
+    if (button == nullptr || control == &form->cmdCancel) continue;
+    const qsizetype amp = button->text().indexOf('&');
+    ASSERT_GE(amp, 0) << control->Name();
+    EXPECT_TRUE(letters.insert(button->text()[amp + 1].toLower()).second) << control->Name();
   }
   window->Widget().activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(&window->Widget()));
@@ -179,47 +165,69 @@ TEST_F(MsrcfgWindow, EveryControlIsReachableFromTheKeyboard) {
   QTest::keyClick(&window->Widget(), Qt::Key_Escape);
   EXPECT_TRUE(form->ucGNet.GNetCancel());
   form->cmdCancel.SetVisible(false);
-  form->ucGNet.SetGNetCancel(false);
 
-  Press(form->cmdAutoScan);
-  ASSERT_TRUE(PumpUntil([&] { return form->SkinObject() != nullptr && form->cmdWrite.Enabled(); }, 10000))
-      << ScreenLog();
-  // The Tab cycle, top of the window to the bottom: the skin's pages between the buttons and the log.
+  Scan();
+  // Tab goes top to bottom: the buttons, the pages' first field, the log, and Exit last.
   std::vector<QWidget*> cycle;
-  QWidget* start = ui_qt::WidgetOf(form->cboPort);
-  for (QWidget* at = start->nextInFocusChain(); at != start && cycle.size() < 500;
-       at = at->nextInFocusChain()) {
+  QWidget* start = WidgetOf(form->cboPort);
+  for (QWidget* at = start->nextInFocusChain(); at != start; at = at->nextInFocusChain()) {
     if ((at->focusPolicy() & Qt::TabFocus) && at->isVisibleTo(&window->Widget()) && at->isEnabled())
       cycle.push_back(at);
   }
-  auto place = [&](const QWidget* widget) {
-    return std::find(cycle.begin(), cycle.end(), widget) - cycle.begin();
+  auto place = [&](const platform::Control& control) {
+    return std::find(cycle.begin(), cycle.end(), WidgetOf(control)) - cycle.begin();
   };
-  QWidget* skin_tabs_widget = ui_qt::WidgetOf(*form->SkinObject()->SSTab());
-  ASSERT_NE(skin_tabs_widget, nullptr);
-  if (skin_tabs_widget->focusProxy() != nullptr) skin_tabs_widget = skin_tabs_widget->focusProxy();
-  // The first field on the page that shows.
-  QWidget* first_field = nullptr;
-  for (platform::Control* control : form->SkinObject()->Descendants()) {
-    const bool field = control->Kind() == platform::ControlKind::kComboBox ||
-                       control->Kind() == platform::ControlKind::kTextBox;
-    if (field && ui_qt::WidgetOf(*control)->isVisibleTo(&window->Widget())) {
-      first_field = ui_qt::WidgetOf(*control);
-      break;
-    }
+  const platform::Control& first_field = *form->SkinObject()->Find("cboBaudrate");
+  EXPECT_LT(place(form->cmdRead), place(first_field));
+  EXPECT_LT(place(first_field), place(form->txtView));
+  EXPECT_EQ(place(form->cmdExit), static_cast<std::ptrdiff_t>(cycle.size()) - 1);
+}
+
+TEST_F(Msrcfg, TheWindowOpensWhereItWasClosedAndTheLogGrowsWithIt) {
+  Open();
+  QWidget& main = window->Widget();
+  const QSize design = main.size();
+  const QSize minimum = main.minimumSize();
+  const QRect log = Widget(form->txtView)->geometry();
+  main.move(40, 50);
+  main.resize(design + QSize(100, 80));
+  EXPECT_EQ(Widget(form->txtView)->geometry(), log.adjusted(0, 0, 100, 80));
+  EXPECT_EQ(form->txtView.Width(), log.width() + 100);
+  EXPECT_EQ(main.minimumSize(), minimum);  // it can be made small again
+  bool closed = false;
+  window->OnClosed = [&] { closed = true; };
+  Press(form->cmdExit);
+  EXPECT_TRUE(closed);
+  EXPECT_EQ(msrcfg_window::LoadWindowGeometry(),
+            (WindowGeometry{40, 50, design.width() + 100, design.height() + 80}));
+
+  Open();
+  EXPECT_EQ(window->Widget().pos(), QPoint(40, 50));
+  EXPECT_EQ(window->Widget().size(), design + QSize(100, 80));
+  SaveUserSetting("Window", "Width", "wide");
+  EXPECT_EQ(msrcfg_window::LoadWindowGeometry(), std::nullopt);
+}
+
+TEST(WindowGeometry, ARememberedPlaceIsMadeToFitTheScreensThereAreNow) {
+  const QRect laptop(0, 0, 1920, 1050);
+  const QRect second(1920, 0, 1280, 1024);
+  const struct {
+    WindowGeometry saved;
+    std::vector<QRect> screens;
+    WindowGeometry expected;
+  } cases[] = {
+      {{2000, 10, 1000, 700}, {laptop, second}, {2000, 10, 1000, 700}},  // fits as it is
+      {{100, 80, 300, 200}, {laptop}, {100, 80, 900, 640}},              // never smaller than the form
+      {{2000, 10, 1000, 700}, {laptop}, {460, 175, 1000, 700}},          // its screen is gone: centred
+      {{100, -900, 1000, 700}, {laptop}, {460, 175, 1000, 700}},         // title bar out of reach
+      {{1500, 100, 1000, 700}, {laptop}, {920, 100, 1000, 700}},         // half off the edge
+      {{0, 0, 2500, 1400}, {laptop}, {0, 0, 1920, 1050}},                // larger than the screen
+      {{-50, -50, 10, 10}, {}, {-50, -50, 900, 640}},                    // no screens known
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(msrcfg_window::FitOnScreens(c.saved, c.screens, QSize(900, 640)), c.expected)
+        << c.saved.left << "," << c.saved.top;
   }
-  ASSERT_NE(first_field, nullptr);
-  const auto read = place(ui_qt::WidgetOf(form->cmdRead));
-  const auto skin_tabs = place(skin_tabs_widget);
-  const auto field = place(first_field);
-  const auto log = place(ui_qt::WidgetOf(form->txtView));
-  const auto exit = place(ui_qt::WidgetOf(form->cmdExit));
-  EXPECT_LT(read, skin_tabs);
-  EXPECT_LT(skin_tabs, field);
-  EXPECT_LT(field, log);
-  EXPECT_LT(log, exit);
-  EXPECT_EQ(exit, static_cast<std::ptrdiff_t>(cycle.size()) - 1);
 }
 
 }  // namespace
-}  // namespace msrcfg_test
