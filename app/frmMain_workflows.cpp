@@ -93,8 +93,13 @@ void frmMain::RunWorkflow(const char* handler, const char* start_line, WorkflowK
   Trap(handler, [&] {
     if (!ucGNet.PortOpen()) {
       cmdAutoScan_Click();
-      // Discovery has said why already.
+      // Discovery has said why already. A Cancel (or a close) pressed while it ran was meant for the
+      // whole request, not only for the scan part of it.
       if (!ucGNet.PortOpen()) return;
+      if (user_cancel_) {
+        ShowMsg("User Cancel", kBlue);
+        return;
+      }
     }
     WorkflowLock lock(*this);
     ShowMsg(start_line);

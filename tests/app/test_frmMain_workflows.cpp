@@ -162,6 +162,17 @@ TEST_F(Workflows, AReaderUnpluggedDuringARead) {
   EXPECT_TRUE(w.cmdRead.Enabled() && !w.cmdCancel.Visible());
 }
 
+TEST_F(Workflows, CancelDuringTheScanPartOfAReadEndsTheWholeRead) {
+  msrsim::ReaderConfig config = FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR");
+  config.dump_bytes = 10;  // discovery then reads register by register, long enough to press Cancel
+  readers.Add("COM3", config);
+  frmMain& w = Open();
+  DuringTransfer([&] { w.cmdCancel.UserClick(); });
+  w.cmdRead.UserClick();
+  EXPECT_TRUE(Shows("User Cancel"));
+  EXPECT_FALSE(Shows("Begin Read Register..."));
+}
+
 TEST_F(Workflows, ClosingTheWindowDuringATransferOnlyCancelsIt) {
   msrsim::EmulatedReader* reader = FoundSlowReader();
   ASSERT_NE(reader, nullptr);
