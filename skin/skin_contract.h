@@ -110,15 +110,9 @@ typedef void (*MsrSkinReleaseQueryFunction)(MsrSkinQuery* query);
 }
 
 // A ready-made query object over constant tables, for skins whose forms never change. A skin defines its
-// forms as constant data and exports:
+// forms as constant data and exports every entry point with one line:
 //   static const MsrSkinForm* const kForms[] = {&kMainForm};
-//   MSR_SKIN_EXPORT MsrSkinQuery* MsrSkinCreateQuery(int host_version) {
-//     if (host_version != kMsrSkinContractVersion) return nullptr;
-//     return new MsrSkinTableQuery("MSR Skin Example 1.0", kForms, 1);
-//   }
-//   MSR_SKIN_EXPORT void MsrSkinReleaseQuery(MsrSkinQuery* query) {
-//     delete static_cast<MsrSkinTableQuery*>(query);
-//   }
+//   MSR_SKIN_TABLE_ENTRY_POINTS("MSR Skin Example 1.0", kForms)
 class MsrSkinTableQuery final : public MsrSkinQuery {
  public:
   MsrSkinTableQuery(const char* version, const MsrSkinForm* const* forms, int count)
@@ -152,3 +146,23 @@ class MsrSkinTableQuery final : public MsrSkinQuery {
   const MsrSkinForm* const* forms_;
   int count_;
 };
+
+// The five entry points of a skin whose forms are the constant table `forms`. Registering records nothing:
+// the program keeps its own table of the skins it has taken up.
+#define MSR_SKIN_TABLE_ENTRY_POINTS(version_text, forms)                                                 \
+  MSR_SKIN_EXPORT int DllRegisterServer(void) {                                                          \
+    return 0;                                                                                            \
+  }                                                                                                      \
+  MSR_SKIN_EXPORT int DllUnregisterServer(void) {                                                        \
+    return 0;                                                                                            \
+  }                                                                                                      \
+  MSR_SKIN_EXPORT int MsrSkinContractVersion(void) {                                                     \
+    return kMsrSkinContractVersion;                                                                      \
+  }                                                                                                      \
+  MSR_SKIN_EXPORT MsrSkinQuery* MsrSkinCreateQuery(int host_contract_version) {                          \
+    if (host_contract_version != kMsrSkinContractVersion) return nullptr;                                \
+    return new MsrSkinTableQuery(version_text, forms, static_cast<int>(sizeof forms / sizeof forms[0])); \
+  }                                                                                                      \
+  MSR_SKIN_EXPORT void MsrSkinReleaseQuery(MsrSkinQuery* query) {                                        \
+    delete static_cast<MsrSkinTableQuery*>(query);                                                       \
+  }

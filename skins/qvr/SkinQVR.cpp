@@ -202,22 +202,4 @@ const MsrSkinForm* const kForms[] = {&kQvrForm};
 
 }  // namespace
 
-// Nothing to record: the program keeps its own table of the skins it has taken up.
-MSR_SKIN_EXPORT int DllRegisterServer(void) {
-  return 0;
-}
-MSR_SKIN_EXPORT int DllUnregisterServer(void) {
-  return 0;
-}
-MSR_SKIN_EXPORT int MsrSkinContractVersion(void) {
-  return kMsrSkinContractVersion;
-}
-
-MSR_SKIN_EXPORT MsrSkinQuery* MsrSkinCreateQuery(int host_contract_version) {
-  if (host_contract_version != kMsrSkinContractVersion) return nullptr;
-  return new MsrSkinTableQuery("MSR Skin QV-R 1.0", kForms, 1);
-}
-
-MSR_SKIN_EXPORT void MsrSkinReleaseQuery(MsrSkinQuery* query) {
-  delete static_cast<MsrSkinTableQuery*>(query);
-}
+MSR_SKIN_TABLE_ENTRY_POINTS("MSR Skin QV-R 1.0", kForms)
