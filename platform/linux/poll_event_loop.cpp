@@ -12,6 +12,7 @@
 
 #include "platform/clock.h"
 #include "platform/event_loop.h"
+#include "platform/watch_record.h"
 
 namespace platform {
 
@@ -23,14 +24,6 @@ struct TimerRecord {
   int interval_ms = 0;
   bool active = false;
   bool running = false;  // its handler is on the stack: a nested wait must not run it again
-  bool removed = false;
-};
-
-struct WatchRecord {
-  int fd = -1;
-  unsigned conditions = 0;
-  std::function<void(unsigned)> on_ready;
-  bool running = false;
   bool removed = false;
 };
 

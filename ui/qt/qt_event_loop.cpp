@@ -9,8 +9,11 @@
 #include <utility>
 
 #include "platform/descriptor_set.h"
+#include "platform/watch_record.h"
 
 namespace ui_qt {
+
+using platform::WatchRecord;
 
 namespace {
 
@@ -45,14 +48,6 @@ class QtLoopTimer final : public platform::LoopTimer {
  private:
   QTimer timer_;
   std::shared_ptr<GuardedHandler> handler_;
-};
-
-struct WatchRecord {
-  int fd = -1;
-  unsigned conditions = 0;
-  std::function<void(unsigned)> on_ready;
-  bool running = false;
-  bool removed = false;
 };
 
 }  // namespace
