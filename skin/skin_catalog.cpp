@@ -5,16 +5,10 @@
 #include "platform/file_system.h"
 #include "platform/paths.h"
 #include "registers/clsINIFile.h"
+#include "registers/register_files.h"
 #include "skin/skin_text.h"
 
 namespace {
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
 
 bool Fail(std::string& error, std::string* detail, const std::string& cause) {
   error = kReadSettingsError;
@@ -49,19 +43,9 @@ std::string FindModuleFile(const std::string& folder, const std::string& name, c
 
 bool RegisterImageFromHex(const std::string& hex, std::vector<uint8_t>& bytes) {
   std::vector<uint8_t> parsed;
-  int high = -1;
-  for (const char c : hex) {
-    if (c == ' ' || c == '\t') continue;
-    const int digit = HexDigit(c);
-    if (digit < 0) return false;
-    if (high < 0) {
-      high = digit;
-    } else {
-      parsed.push_back(static_cast<uint8_t>(high * 16 + digit));
-      high = -1;
-    }
+  if (!register_files::HexToBytes(hex, parsed) || parsed.size() != static_cast<size_t>(kRegisterSpace)) {
+    return false;
   }
-  if (high >= 0 || parsed.size() != static_cast<size_t>(kRegisterSpace)) return false;
   bytes = std::move(parsed);
   return true;
 }

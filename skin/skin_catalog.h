@@ -8,13 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "registers/clsRegisters.h"
+
 inline constexpr const char* kSkinCatalogueFile = "All.in_";
 inline constexpr const char* kSkinDefinitionSection = "General";
-inline constexpr const char* kDefaultFileSection = "MSRRegister";
 inline constexpr const char* kDefaultInterface = "Default.A";
 // The text of every failure of the look-up below, as the terminal view shows it.
 inline constexpr const char* kReadSettingsError = "Read Settings Error";
-inline constexpr int kRegisterSpace = 256;
+inline constexpr int kRegisterSpace = clsRegisters::kRegisterSpace;
 
 // 512 "F": every bit of every register, the value of a missing RegisterMask or DefaultValue.
 std::string AllRegistersHex();

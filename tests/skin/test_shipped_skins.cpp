@@ -7,6 +7,7 @@
 #include "platform/file_system.h"
 #include "registers/clsRegister.h"
 #include "registers/clsRegisters.h"
+#include "registers/register_files.h"
 #include "skin/load_plugin_skin.h"
 #include "skin/skin_binding.h"
 #include "skin/skin_catalog.h"
@@ -107,7 +108,7 @@ TEST_P(ShippedModel, LoadsItsFormAndBindsOnlyValidRegistersInsideItsMask) {
 
   // The factory image is the definition's default image, and each register's default matches it.
   const std::string default_file =
-      FindModuleFile(DefaultDir(), module, kDefaultFileSection, {"ini", "inf", "cfg"});
+      FindModuleFile(DefaultDir(), module, register_files::kSection, {"ini", "inf", "cfg"});
   ASSERT_FALSE(default_file.empty()) << "no factory image of " << module;
   const std::vector<uint8_t> image =
       Bytes(clsINIFile(default_file).GetKeyValue("Registers", "", "MSRRegister"));

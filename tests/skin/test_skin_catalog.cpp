@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "registers/register_files.h"
 #include "skin/skin_catalog.h"
 #include "tests/support/temp_dir.h"
 
@@ -84,12 +85,12 @@ TEST(SkinCatalog, DefaultFilesAreFoundByTheirModuleInSectionMSRRegister) {
   dir.WriteFile("b.cfg", "[MSRRegister]\nModule = KRD36AR\n");
   dir.WriteFile("a.ini", "[General]\nModule = KRD36AR\n");
   dir.WriteFile("c.inf", "[MSRRegister]\nModule = Others\n");
-  EXPECT_EQ(FindModuleFile(dir.path(), "krd36ar", kDefaultFileSection, {"ini", "inf", "cfg"}),
+  EXPECT_EQ(FindModuleFile(dir.path(), "krd36ar", register_files::kSection, {"ini", "inf", "cfg"}),
             dir.File("b.cfg"));
-  EXPECT_EQ(FindModuleFile(dir.path(), "Others", kDefaultFileSection, {"ini", "inf", "cfg"}),
+  EXPECT_EQ(FindModuleFile(dir.path(), "Others", register_files::kSection, {"ini", "inf", "cfg"}),
             dir.File("c.inf"));
-  EXPECT_EQ(FindModuleFile(dir.path(), "Others", kDefaultFileSection, {"cfg"}), "");
-  EXPECT_EQ(FindModuleFile(dir.path() + "/none", "Others", kDefaultFileSection, {"inf"}), "");
+  EXPECT_EQ(FindModuleFile(dir.path(), "Others", register_files::kSection, {"cfg"}), "");
+  EXPECT_EQ(FindModuleFile(dir.path() + "/none", "Others", register_files::kSection, {"inf"}), "");
 }
 
 }  // namespace
