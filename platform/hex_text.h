@@ -7,6 +7,11 @@
 
 namespace platform::hex_text {
 
+// A hexadecimal digit of either case.
+inline bool IsDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
 // 0x0A gives "0A".
 std::string Byte(uint8_t value);
 // Reads leading hexadecimal digits (either case) and stops at the first other character; no digits

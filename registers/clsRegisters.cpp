@@ -32,10 +32,6 @@ constexpr const char* kDefaultMaskRows[16] = {
     "00000000000000000000000000000000",  // 0xF0
 };
 
-bool IsHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
 void ProcessEvents() {
   platform::CurrentEventLoop().ProcessPendingEvents();
 }
@@ -188,7 +184,7 @@ std::string clsRegisters::ValidMask() const {
 void clsRegisters::SetValidMask(const std::string& text) {
   std::string digits;
   for (char c : text) {
-    if (IsHexDigit(c)) digits += c;
+    if (platform::hex_text::IsDigit(c)) digits += c;
   }
   for (size_t i = 0; i < mask_.size(); ++i) {
     mask_[i] = 0;
@@ -309,7 +305,7 @@ void clsRegisters::Progress(double fraction) {
 bool clsRegisters::TakeDump(const std::string& data, bool into_buffer) {
   size_t needed = buffer_.size() * 2;
   if (data.size() < needed || data.size() % 2 != 0) return false;
-  if (!std::all_of(data.begin(), data.end(), IsHexDigit)) return false;
+  if (!std::all_of(data.begin(), data.end(), platform::hex_text::IsDigit)) return false;
   for (int32_t a : ValidAddresses()) {
     auto i = static_cast<size_t>(a);
     auto value = static_cast<uint8_t>(platform::hex_text::ValueOf(data.substr(i * 2, 2)));

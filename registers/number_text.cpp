@@ -15,14 +15,10 @@ bool IsBlank(char c) {
 bool IsDecimal(char c) {
   return c >= '0' && c <= '9';
 }
-bool IsHex(char c) {
-  return std::isxdigit(static_cast<unsigned char>(c)) != 0;
-}
-
 // Length of the run of digits at `from`.
 size_t DigitRun(const std::string& text, size_t from, bool hex) {
   size_t end = from;
-  while (end < text.size() && (hex ? IsHex(text[end]) : IsDecimal(text[end]))) ++end;
+  while (end < text.size() && (hex ? platform::hex_text::IsDigit(text[end]) : IsDecimal(text[end]))) ++end;
   return end - from;
 }
 

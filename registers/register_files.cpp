@@ -11,10 +11,6 @@ namespace register_files {
 
 namespace {
 
-bool IsHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
 void SetError(std::string* error, const std::string& text) {
   if (error != nullptr) *error = text;
 }
@@ -46,7 +42,7 @@ bool HexToBytes(const std::string& text, std::vector<uint8_t>& bytes, std::strin
   for (size_t i = 0; i < text.size(); ++i) {
     char c = text[i];
     if (c == ' ' || c == '\t') continue;
-    if (!IsHexDigit(c)) {
+    if (!platform::hex_text::IsDigit(c)) {
       SetError(error,
                Shown(c) + " at position " + std::to_string(i + 1) + ", which is not a hexadecimal digit");
       return false;
