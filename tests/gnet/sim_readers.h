@@ -22,7 +22,8 @@ class SimReaders {
     platform::SetSysfsRootForTesting("");
   }
 
-  // Starts a reader listed as `com_name`; null (and a test failure) when it cannot start.
+  // Starts a reader listed as `com_name`; null (and a test failure) when it cannot start. A reader added
+  // under a name already in use takes it over, as a device plugged in again does.
   msrsim::EmulatedReader* Add(const std::string& com_name, msrsim::ReaderConfig config) {
     auto reader = std::make_unique<msrsim::EmulatedReader>(std::move(config));
     std::string error;
@@ -30,6 +31,7 @@ class SimReaders {
       ADD_FAILURE() << "cannot start a reader for " << com_name << ": " << error;
       return nullptr;
     }
+    std::erase_if(map_, [&](const platform::PortMapEntry& entry) { return entry.name == com_name; });
     map_.push_back({com_name, reader->Path()});
     platform::SetUserPortMapSource([map = map_] { return map; });
     readers_.push_back(std::move(reader));
