@@ -104,7 +104,7 @@ struct EmulatedReader::Worker {
     for (const Transaction& t : result.transactions) Log(FormatTransaction(t));
     const int64_t now = platform::MonotonicMicros();
     for (LineOutput& output : result.outputs) {
-      const int64_t delay = output.is_reply ? static_cast<int64_t>(owner.config_.latency_ms) * 1000 : 0;
+      const int64_t delay = output.is_reply ? static_cast<int64_t>(output.delay_ms) * 1000 : 0;
       Enqueue(std::move(output), now + delay);
     }
     Pump();

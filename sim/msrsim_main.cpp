@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/fd_io.h"
 #include "platform/paths.h"
@@ -14,6 +15,7 @@
 #include "registers/user_settings.h"
 #include "sim/emulated_reader.h"
 #include "sim/options.h"
+#include "sim/register_file.h"
 
 namespace {
 
@@ -91,6 +93,23 @@ void StopAll(std::vector<RunningReader>& readers) {
   }
 }
 
+// Saves the final image of every reader that asked for it (--save-cfg); the readers have stopped, so the
+// images no longer change. False when a file could not be written.
+bool SaveImages(const std::vector<RunningReader>& readers, const std::vector<msrsim::ReaderArgs>& args) {
+  bool ok = true;
+  for (size_t i = 0; i < readers.size(); ++i) {
+    if (args[i].save_cfg.empty()) continue;
+    const msrsim::EmulatedReader& reader = *readers[i].reader;
+    const std::string& id = reader.Config().identification;
+    std::string error;
+    if (!msrsim::SaveRegisterFile(args[i].save_cfg, reader.Registers(), id.substr(0, id.find(',')), error)) {
+      PrintError(error);
+      ok = false;
+    }
+  }
+  return ok;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -121,6 +140,12 @@ int main(int argc, char** argv) {
   std::ostream* log = options.log == msrsim::LogTarget::kStdout   ? &std::cout
                       : options.log == msrsim::LogTarget::kStderr ? &std::cerr
                                                                   : nullptr;
+  // Each start draws its own faults unless a seed is given to replay a run.
+  const uint64_t seed = options.seed.value_or(static_cast<uint64_t>(platform::MonotonicMicros()));
+  if (log != nullptr) {
+    std::lock_guard lock(g_output_mutex);
+    *log << "seed " << seed << std::endl;
+  }
 
   std::vector<RunningReader> readers;
   readers.reserve(options.readers.size());
@@ -130,6 +155,7 @@ int main(int argc, char** argv) {
       PrintError(error);
       return kExitUsage;
     }
+    config.seed = seed + i;
     RunningReader running;
     running.reader = std::make_unique<msrsim::EmulatedReader>(config);
     running.com_name = options.readers[i].com_name;
@@ -185,5 +211,6 @@ int main(int argc, char** argv) {
 
   const int code = loop.Run();
   StopAll(readers);
+  if (!SaveImages(readers, options.readers)) return kExitFailure;
   return code;
 }

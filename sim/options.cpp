@@ -98,6 +98,28 @@ bool ReadRateList(const std::string& text, std::vector<uint32_t>& rates) {
   return rates.size() <= 256;
 }
 
+// A chance in percent, fractions allowed: "5", "0.5".
+bool ReadPercent(const std::string& text, double& percent) {
+  if (text.empty()) return false;
+  double value = 0;
+  const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || ptr != text.data() + text.size() || !(value >= 0 && value <= 100)) return false;
+  percent = value;
+  return true;
+}
+
+bool ReadSeed(const std::string& text, uint64_t& seed) {
+  std::string digits = text;
+  int base = 10;
+  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
+    digits = digits.substr(2);
+    base = 16;
+  }
+  if (digits.empty()) return false;
+  const auto [ptr, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), seed, base);
+  return ec == std::errc() && ptr == digits.data() + digits.size();
+}
+
 // Seconds, fractions allowed ("0.5"), as milliseconds; at least 1 ms.
 bool ReadSeconds(const std::string& text, int& ms) {
   if (text.empty()) return false;
@@ -157,15 +179,24 @@ const std::vector<ReaderOption>& ReaderOptions() {
       {"--device", "PATH",
        [](ReaderArgs& r, const std::string& v) { return r.config.device = v, !v.empty(); }},
       {"--register", "COMn", [](ReaderArgs& r, const std::string& v) { return ReadComName(v, r.com_name); }},
+      {"--save-cfg", "FILE", [](ReaderArgs& r, const std::string& v) { return r.save_cfg = v, !v.empty(); }},
       {"--pace", nullptr, [](ReaderArgs& r, const std::string&) { return r.config.pacing = true, true; }},
       {"--latency", "MS",
        [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.latency_ms); }},
+      {"--latency-max", "MS",
+       [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.latency_max_ms); }},
       {"--drop-every", "N",
        [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.drop_every); }},
       {"--bad-checksum-every", "N",
        [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.bad_checksum_every); }},
       {"--not-ready", "K",
        [](ReaderArgs& r, const std::string& v) { return ReadCount(v, r.config.not_ready_polls); }},
+      {"--drop-percent", "P",
+       [](ReaderArgs& r, const std::string& v) { return ReadPercent(v, r.config.drop_percent); }},
+      {"--bad-checksum-percent", "P",
+       [](ReaderArgs& r, const std::string& v) { return ReadPercent(v, r.config.bad_checksum_percent); }},
+      {"--not-ready-percent", "P",
+       [](ReaderArgs& r, const std::string& v) { return ReadPercent(v, r.config.not_ready_percent); }},
       {"--refuse-writes", "REGS",
        [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.refused_writes); }},
       {"--ignore-writes", "REGS",
@@ -225,6 +256,29 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
       }
       continue;
     }
+    // The value of an option that takes one: after "=", or the next argument.
+    const auto take_value = [&](const char* value_name, std::string& value) {
+      if (inline_value) {
+        value = *inline_value;
+      } else if (i + 1 < args.size()) {
+        value = args[++i];
+      } else {
+        error = name + " needs a value (" + value_name + ")";
+        return false;
+      }
+      return true;
+    };
+    if (name == "--seed") {
+      std::string value;
+      if (!take_value("N", value)) return false;
+      uint64_t seed = 0;
+      if (!ReadSeed(value, seed)) {
+        error = "bad value \"" + value + "\" for --seed N";
+        return false;
+      }
+      options.seed = seed;
+      continue;
+    }
     if (name == "--reader" && !inline_value) {
       grouped = true;
       readers.push_back(defaults);
@@ -238,14 +292,7 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
     }
     std::string value;
     if (option->value_name != nullptr) {
-      if (inline_value) {
-        value = *inline_value;
-      } else if (i + 1 < args.size()) {
-        value = args[++i];
-      } else {
-        error = name + " needs a value (" + option->value_name + ")";
-        return false;
-      }
+      if (!take_value(option->value_name, value)) return false;
     } else if (inline_value) {
       error = name + " takes no value";
       return false;
@@ -258,12 +305,17 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
   if (!grouped) readers.push_back(defaults);
   options.readers = std::move(readers);
 
-  // Two readers cannot answer to one port name.
+  // Two readers cannot answer to one port name, nor save their images into one file.
   for (size_t a = 0; a < options.readers.size(); ++a) {
     for (size_t b = a + 1; b < options.readers.size(); ++b) {
       if (!options.readers[a].com_name.empty() &&
           options.readers[a].com_name == options.readers[b].com_name) {
         error = "two readers cannot both be " + options.readers[a].com_name;
+        return false;
+      }
+      if (!options.readers[a].save_cfg.empty() &&
+          options.readers[a].save_cfg == options.readers[b].save_cfg) {
+        error = "two readers cannot both save to " + options.readers[a].save_cfg;
         return false;
       }
     }
@@ -328,8 +380,12 @@ Identity and registers
 Line
   --device PATH         play the reader on an existing serial device instead of a new pseudo-terminal
   --register COMn       add "COMn = <path>" to [SerialPorts] of the user's settings.ini while running
+  --save-cfg FILE       when msrsim ends, save the reader's register image in FILE (a .cfg file that
+                        --cfg loads)
   --pace                send replies at the line's byte time (10 bits per byte)
   --latency MS          wait MS milliseconds before each reply
+  --latency-max MS      wait a random time from --latency (default 0) up to MS milliseconds before
+                        each reply
 
 Faults
   --drop-every N        leave out every Nth reply
@@ -340,6 +396,12 @@ Faults
   --dump-bytes N        send only the first N bytes of the dump ("Y")
   --silent              answer nothing at all
   --close-after N       close the line after the Nth transaction (the host sees a hang-up)
+  --drop-percent P      leave out each reply with a chance of P percent (fractions allowed)
+  --bad-checksum-percent P  spoil the checksum digits of a reply that carries them with a chance of
+                        P percent
+  --not-ready-percent P answer "N" to a poll ("D") with a chance of P percent
+  --seed N              seed of the random faults and latencies (default: from the clock); reader n
+                        (from 0) uses N + n, so a run can be played again. --log prints it
 
 Card swipes (track data followed by CR LF, sent outside transactions)
   --swipe TEXT          send TEXT once when the line opens (repeatable)

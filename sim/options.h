@@ -20,6 +20,7 @@ struct ReaderArgs {
   std::optional<uint32_t> rate;
   std::optional<std::string> alias;
   std::string com_name;  // --register COMn
+  std::string save_cfg;  // --save-cfg FILE: the image is written there when msrsim ends
   // Folder of factory images: without --cfg and --fill the reader starts from the image there whose
   // Module is its model, as a reader fresh from the factory would. Empty: not looked for.
   std::string factory_folder;
@@ -30,6 +31,8 @@ enum class LogTarget { kNone, kStderr, kStdout };
 struct ProgramOptions {
   bool help = false;
   LogTarget log = LogTarget::kNone;
+  // Seed of the random faults; reader n (from 0) uses seed + n. None: the caller takes one from the clock.
+  std::optional<uint64_t> seed;
   std::vector<ReaderArgs> readers;  // at least one after a successful parse
 };
 

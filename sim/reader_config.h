@@ -70,8 +70,10 @@ struct ReaderConfig {
   std::string device;
   // Send replies at the line's byte time (10 bits per byte) instead of all at once.
   bool pacing = false;
-  // Pause between a request and the start of its reply.
+  // Pause between a request and the start of its reply. With latency_max_ms above latency_ms each reply
+  // waits a random time from latency_ms to latency_max_ms instead.
   int latency_ms = 0;
+  int latency_max_ms = 0;
 
   // Faults. A count of 0 switches the fault off.
   int drop_every = 0;          // every Nth reply is not sent
@@ -82,6 +84,13 @@ struct ReaderConfig {
   int dump_bytes = -1;         // the dump stops after this many bytes; -1: the whole image
   bool silent = false;         // no replies at all (the requests are still counted and logged)
   int close_after = 0;         // the line is closed after the Nth transaction's reply
+
+  // Random faults: the chance in percent (fractions allowed) that one strikes; 0 switches it off. They
+  // come on top of the counted faults above and draw from one generator seeded with `seed`.
+  double drop_percent = 0;          // a reply is not sent
+  double bad_checksum_percent = 0;  // a reply that carries checksum digits carries wrong ones
+  double not_ready_percent = 0;     // a poll is answered "N"
+  uint64_t seed = 1;
 
   // Card swipes: track data sent outside transactions, followed by CR LF.
   std::string swipe_text = kDefaultSwipeText;

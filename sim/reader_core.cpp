@@ -34,7 +34,7 @@ const char* FateName(ReplyFate fate) {
 }
 
 ReaderCore::ReaderCore(const ReaderConfig& config)
-    : config_(config), registers_(config.registers), rate_(config.line_rate) {
+    : config_(config), registers_(config.registers), rate_(config.line_rate), dice_(config.seed) {
   const int baud_register = config_.serial_map.baud_register;
   if (baud_register >= 0 && baud_register < 256) {
     if (const auto code = config_.serial_map.CodeForRate(rate_)) registers_[baud_register] = *code;
@@ -57,8 +57,10 @@ FeedResult ReaderCore::Feed(const uint8_t* data, size_t size, uint32_t host_rate
     LineOutput output;
     output.rate = rate_;
     output.is_reply = true;
+    output.delay_ms = ReplyDelayMs();
     std::string text = reply.text;
-    if (reply.has_checksum && IsNth(++checksummed_count_, config_.bad_checksum_every)) {
+    if (reply.has_checksum && (IsNth(++checksummed_count_, config_.bad_checksum_every) ||
+                               dice_.Roll(config_.bad_checksum_percent))) {
       // Keep the text, spoil the digits: the host must notice the mismatch, not a different value.
       const std::string payload = text.substr(0, text.size() - 2);
       text = payload + HexByte(static_cast<uint8_t>(Checksum(payload) + 1));
@@ -77,7 +79,7 @@ FeedResult ReaderCore::Feed(const uint8_t* data, size_t size, uint32_t host_rate
 
     if (config_.silent) {
       transaction.fate = ReplyFate::kSilent;
-    } else if (IsNth(++reply_count_, config_.drop_every)) {
+    } else if (IsNth(++reply_count_, config_.drop_every) || dice_.Roll(config_.drop_percent)) {
       transaction.fate = ReplyFate::kDropped;
     } else if (host_rate != 0 && host_rate != rate_) {
       transaction.fate = ReplyFate::kGarbled;
@@ -119,6 +121,11 @@ void ReaderCore::SetRegister(uint8_t reg, uint8_t value) {
   registers_[reg] = value;
 }
 
+int ReaderCore::ReplyDelayMs() {
+  if (config_.latency_max_ms <= config_.latency_ms) return config_.latency_ms;
+  return dice_.Between(config_.latency_ms, config_.latency_max_ms);
+}
+
 std::optional<uint32_t> ReaderCore::RateChangeFor(uint8_t reg, uint8_t value) const {
   if (reg != config_.serial_map.baud_register) return std::nullopt;
   // A code the table does not know is stored but leaves the line alone: the reader keeps talking.
@@ -131,9 +138,9 @@ ReaderCore::Reply ReaderCore::Answer(const std::string& request) {
   if (request == "V") {
     reply.text = "A," + config_.version_text;
   } else if (IsPoll(request)) {
-    reply.text = ++poll_count_ <= static_cast<size_t>(std::max(config_.not_ready_polls, 0))
-                     ? "N"
-                     : "A," + config_.identification;
+    const bool not_ready = ++poll_count_ <= static_cast<size_t>(std::max(config_.not_ready_polls, 0)) ||
+                           dice_.Roll(config_.not_ready_percent);
+    reply.text = not_ready ? "N" : "A," + config_.identification;
   } else if (command == 'B' && request.size() == 3 && ParseHexByte(request.substr(1))) {
     const std::string text = "A" + HexByte(registers_[*ParseHexByte(request.substr(1))]);
     reply.text = text + HexByte(Checksum(text));

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/fault_dice.h"
 #include "sim/frame.h"
 #include "sim/reader_config.h"
 
@@ -23,7 +24,7 @@ inline constexpr const char* kErrorRefused = "E3";   // the register refuses wri
 enum class ReplyFate {
   kSent,     // sent as it is
   kGarbled,  // sent, but the host's rate differs from the reader's: it received noise
-  kDropped,  // left out on purpose (drop_every)
+  kDropped,  // left out on purpose (drop_every, drop_percent)
   kSilent,   // the reader answers nothing (silent)
 };
 const char* FateName(ReplyFate fate);
@@ -42,7 +43,8 @@ struct Transaction {
 struct LineOutput {
   Bytes bytes;                         // may be empty when only the actions matter
   uint32_t rate = 0;                   // the reader's rate while these bytes go out (for pacing)
-  bool is_reply = false;               // a reply (delayed by the latency) or a swipe (sent at once)
+  bool is_reply = false;               // a reply or a swipe (sent at once)
+  int delay_ms = 0;                    // a reply waits this long before it goes out
   std::optional<uint32_t> rate_after;  // the reader moves to this rate once the bytes are out
   bool close_after = false;            // the line closes once the bytes are out
 };
@@ -88,6 +90,7 @@ class ReaderCore {
   Reply Answer(const std::string& request);
   Reply AnswerWrite(const std::string& request);
   std::optional<uint32_t> RateChangeFor(uint8_t reg, uint8_t value) const;
+  int ReplyDelayMs();
 
   ReaderConfig config_;
   RegisterImage registers_;
@@ -98,6 +101,7 @@ class ReaderCore {
   size_t checksummed_count_ = 0;
   size_t poll_count_ = 0;
   uint32_t noise_seed_ = 1;
+  FaultDice dice_;
   bool closed_ = false;
 };
 

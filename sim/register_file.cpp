@@ -6,6 +6,7 @@
 #include "platform/file_system.h"
 #include "platform/paths.h"
 #include "registers/clsINIFile.h"
+#include "registers/register_files.h"
 #include "sim/frame.h"
 
 namespace msrsim {
@@ -73,6 +74,21 @@ bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string
   std::string problem;
   if (!ParseRegisterHex(hex, image, problem)) {
     error = path + ": Registers " + problem;
+    return false;
+  }
+  return true;
+}
+
+bool SaveRegisterFile(const std::string& path, const RegisterImage& image, const std::string& model,
+                      std::string& error) {
+  // Control bytes in the alias area (a line break) would break the AliasName line; Registers keeps them.
+  std::string alias = GetAlias(image);
+  const bool printable =
+      std::all_of(alias.begin(), alias.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+  if (!printable) alias.clear();
+  std::string problem;
+  if (!register_files::SaveInfoFile(path, {image.begin(), image.end()}, model, alias, &problem)) {
+    error = problem.empty() ? "cannot write " + path : problem;
     return false;
   }
   return true;

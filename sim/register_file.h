@@ -20,4 +20,10 @@ std::string FindFactoryImage(const std::string& folder, const std::string& model
 // Loads `path`. On failure `image` is unchanged and `error` names the file and the problem.
 bool LoadRegisterFile(const std::string& path, RegisterImage& image, std::string& error);
 
+// Writes `image` into `path` as a .cfg file that LoadRegisterFile (and the configuration utility) reads:
+// Module `model`, AliasName when the alias area holds printable text, Registers. The file is replaced
+// through a flushed temporary copy, so a reader stopped while saving leaves the old file or the new one.
+bool SaveRegisterFile(const std::string& path, const RegisterImage& image, const std::string& model,
+                      std::string& error);
+
 }  // namespace msrsim

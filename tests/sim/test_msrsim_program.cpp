@@ -9,6 +9,8 @@
 
 #include "platform/file_system.h"
 #include "platform/paths.h"
+#include "sim/frame.h"
+#include "sim/register_file.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -46,7 +48,8 @@ TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   std::istringstream options(
       "--reader --cfg --fill --alias --id --version-text --rate --device --register --pace --latency "
       "--drop-every --bad-checksum-every --not-ready --refuse-writes --ignore-writes --dump-bytes --silent "
-      "--close-after --swipe --swipe-every --log");
+      "--close-after --drop-percent --bad-checksum-percent --not-ready-percent --latency-max --seed "
+      "--save-cfg --swipe --swipe-every --log");
   for (std::string option; options >> option;) EXPECT_THAT(help, HasSubstr(option));
 }
 
@@ -82,6 +85,35 @@ TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndRemovesItOnSigterm) {
 
   EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("COM7 = " + path));
   EXPECT_THAT(dir_.ReadFile("config/zk4100_MSR/settings.ini"), Not(HasSubstr("COM7")));
+}
+
+// A reader stopped with SIGTERM leaves its final image, the host's write included, in the --save-cfg file,
+// and --log names the seed it was given.
+TEST_F(MsrsimProgram, SavesTheFinalImageWhenStopped) {
+  msrsim::RegisterImage start{};
+  start.fill(0x33);
+  start[0x01] = 4;  // 19200 bit/s
+  std::string hex;
+  for (const uint8_t byte : start) hex += msrsim::HexByte(byte);
+  dir_.WriteFile("start.cfg", "[MSRRegister]\nRegisters = " + hex + "\n");
+  const std::string request = "C10,5A" + msrsim::HexByte(msrsim::Checksum("C10,5A"));
+  const std::string script =
+      ": > ports; \"$MSRSIM\" --cfg start.cfg --save-cfg end.cfg --seed 77 --log=stdout > ports & pid=$!; "
+      "i=0; while [ $(wc -l < ports) -lt 2 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "path=$(grep /dev/ ports | cut -d\" \" -f1); printf \"\\002" +
+      request +
+      "\\r\" > $path; "
+      "i=0; while ! grep -q C10 ports && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "kill -TERM $pid; wait $pid; echo $? > rc";
+  ASSERT_EQ(RunScript(dir_, script), 0);
+  EXPECT_THAT(dir_.ReadFile("ports"), HasSubstr("seed 77"));
+
+  msrsim::RegisterImage saved{};
+  std::string error;
+  ASSERT_TRUE(msrsim::LoadRegisterFile(dir_.File("end.cfg"), saved, error)) << error;
+  msrsim::RegisterImage expected = start;
+  expected[0x10] = 0x5A;
+  EXPECT_EQ(saved, expected);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace msrsim {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 std::string ImageHex(uint8_t fill, int blanks_every = 0) {
   std::string hex;
@@ -86,6 +87,65 @@ TEST(CommandLine, OptionsBeforeTheFirstReaderApplyToAllAndAfterItToOne) {
   EXPECT_EQ(options.readers[0].config.swipes_at_start, (std::vector<std::string>{"a", "b"}));
   EXPECT_TRUE(options.readers[0].config.pacing);
   EXPECT_TRUE(options.readers[0].config.silent);
+}
+
+TEST(CommandLine, RandomFaultsTakePercentFractionsAndTheSeedIsGlobal) {
+  ProgramOptions options;
+  std::string error;
+  ASSERT_TRUE(
+      Parse({"--drop-percent", "2.5", "--reader", "--bad-checksum-percent=0.25", "--not-ready-percent", "100",
+             "--latency-max", "400", "--seed", "0x10", "--save-cfg", "end.cfg"},
+            options, error))
+      << error;
+  ASSERT_EQ(options.readers.size(), 1u);
+  const ReaderConfig& config = options.readers[0].config;
+  EXPECT_DOUBLE_EQ(config.drop_percent, 2.5);
+  EXPECT_DOUBLE_EQ(config.bad_checksum_percent, 0.25);
+  EXPECT_DOUBLE_EQ(config.not_ready_percent, 100);
+  EXPECT_EQ(config.latency_max_ms, 400);
+  EXPECT_EQ(options.readers[0].save_cfg, "end.cfg");
+  EXPECT_EQ(options.seed, 16u);
+  ASSERT_TRUE(Parse({}, options, error));
+  EXPECT_FALSE(options.seed) << "without --seed the program takes one from the clock";
+
+  for (const std::string bad : {"100.5", "-1", "5%", "", "nan"}) {
+    EXPECT_FALSE(Parse({"--drop-percent", bad}, options, error)) << bad;
+    EXPECT_THAT(error, HasSubstr("--drop-percent"));
+  }
+  EXPECT_FALSE(Parse({"--seed", "-3"}, options, error));
+  EXPECT_THAT(error, HasSubstr("--seed"));
+  EXPECT_FALSE(Parse({"--seed"}, options, error));
+  EXPECT_THAT(error, HasSubstr("--seed needs a value"));
+  EXPECT_FALSE(Parse({"--save-cfg", "x.cfg", "--reader", "--reader"}, options, error));
+  EXPECT_THAT(error, HasSubstr("cannot both save to x.cfg"));
+}
+
+TEST(RegisterFile, SavedImageLoadsBackUnchangedWithItsModelAndAlias) {
+  test_support::TempDir dir("msrsim-save");
+  RegisterImage image{};
+  for (size_t i = 0; i < image.size(); ++i) image[i] = static_cast<uint8_t>(i * 7);
+  SetAlias(image, "SHOP-1");
+  std::string error;
+  const std::string path = dir.File("end.cfg");
+  ASSERT_TRUE(SaveRegisterFile(path, image, "KRD36AR", error)) << error;
+  RegisterImage loaded{};
+  ASSERT_TRUE(LoadRegisterFile(path, loaded, error)) << error;
+  EXPECT_EQ(loaded, image);
+  const std::string text = dir.ReadFile("end.cfg");
+  EXPECT_THAT(text, HasSubstr("Module = KRD36AR"));
+  EXPECT_THAT(text, HasSubstr("AliasName = SHOP-1"));
+
+  // A line break in the alias area stays in the image but not in an AliasName line; saving again replaces
+  // the file, an old alias included.
+  image[kAliasFirst + 1] = '\n';
+  ASSERT_TRUE(SaveRegisterFile(path, image, "KRD36AR", error)) << error;
+  ASSERT_TRUE(LoadRegisterFile(path, loaded, error)) << error;
+  EXPECT_EQ(loaded, image);
+  EXPECT_THAT(dir.ReadFile("end.cfg"), Not(HasSubstr("AliasName")));
+
+  // A file where the folder should be.
+  EXPECT_FALSE(SaveRegisterFile(dir.File("end.cfg/inner.cfg"), image, "KRD36AR", error));
+  EXPECT_THAT(error, HasSubstr("inner.cfg"));
 }
 
 TEST(CommandLine, BadOptionsAreNamedInTheError) {
