@@ -245,6 +245,9 @@ bool clsINIFile::SetKeyValue(const std::string& key, const std::string& value, c
   const Section* found = FindSection(section);
   std::vector<std::string> lines = lines_;
   std::string key_line = FormatKeyLine(name, value);
+  // A key such as "[x" with a value holding "]" would come back as a section header, not as this key.
+  std::string header;
+  if (ParseHeader(key_line, header)) return false;
   if (found == nullptr) {
     lines.push_back("[" + section + "]");
     lines.push_back(key_line);

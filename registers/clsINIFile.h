@@ -82,7 +82,8 @@ class clsINIFile {
   // Writes "key = value" into `section`: replaces the section's first line with that key, or adds the line
   // at the end of the section, or adds "[section]" and the line at the end of the file. Creates the file
   // (and its folder) when it is missing. False when the file is read-only or cannot be rewritten, when no
-  // free temporary name is found, or when the key or section name cannot be written as one line.
+  // free temporary name is found, when the key or section name cannot be written as one line, or when the
+  // key line would read back as a section header ("[x" with a value holding "]").
   bool SetKeyValue(const std::string& key, const std::string& value, const std::string& section);
   // Removes the first line of `section` with that key. True when a line was removed.
   bool DeleteKey(const std::string& key, const std::string& section);

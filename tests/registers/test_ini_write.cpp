@@ -38,6 +38,8 @@ TEST(IniWrite, TheFirstOfTwoEqualKeysIsReplacedAndDeleted) {
 
   // Names that would not read back as the same key or section are refused, and the file is left alone.
   for (const char* key : {"a=b", "a\nb", "", "[x]"}) EXPECT_FALSE(ini.SetKeyValue(key, "v", "A")) << key;
+  // So is a key line that would read back as a section header.
+  EXPECT_FALSE(ini.SetKeyValue("[x", "a]b", "A"));
   EXPECT_FALSE(ini.SetKeyValue("k", "v", "A]x"));
   EXPECT_FALSE(ini.SetKeyValue("k", "v", ""));
   EXPECT_EQ(dir.ReadFile("s.ini"), "[A]\nK = 2\n[B]\nk = 3\n");
