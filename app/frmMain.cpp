@@ -14,6 +14,7 @@ frmMain::~frmMain() {
     engine->OnMessage = nullptr;
     engine->OnChar = nullptr;
     engine->OnFrameError = nullptr;
+    engine->OnPortLost = nullptr;
     if (engine->PortOpen()) engine->SetPortOpen(false);
   }
   // The registers hold the skin form's controls: they go first, then the form.
@@ -44,6 +45,7 @@ void frmMain::WireEvents() {
       Terminal.OnEngineMessage(type, msg);
     };
     engine->OnChar = [this](uint8_t& data) { Terminal.OnReceivedByte(data); };
+    engine->OnPortLost = [this, engine] { OnPortLost(*engine); };
   }
   m_oFrameErrorRecovery.Connect(ucGNet, &ucGNetB);
 

@@ -113,6 +113,8 @@ class frmMain {
   // without "COM" are not serial ports of this program and are ignored.
   void OnSerialDeviceArrival(const std::string& device_name);
   void OnSerialDeviceRemoval(const std::string& device_name);
+  // The line of `engine`'s port hung up: its device is gone, which a device notice may repeat later.
+  void OnPortLost(::ucGNet& engine);
 
   // ---- discovery ----
   void TimerAutoScan_Timer();
@@ -202,6 +204,10 @@ class frmMain {
   void ShowCancelOverPortList();
   // The identity labels after a write: identification and alias asked for again.
   void RefreshIdentity();
+  // frmMain_ports.cpp
+  // Whatever runs on `engine` ends as cancelled and its port stays closed; on the main engine the pages
+  // wait for a reader again.
+  void EndUseOfRemovedPort(::ucGNet& engine);
   // frmMain_workflows.cpp
   void LockButtons();
   void UnlockButtons();
@@ -237,6 +243,8 @@ class frmMain {
   int16_t scan_counter_ = 0;
   bool user_cancel_ = false;
   bool unplugged_ = false;
+  // The port whose removal its own line's hang-up reported, until the device manager's notice comes.
+  std::string hung_up_port_;
   bool multiple_interfaces_ = false;
   std::string identification_;
   std::string model_name_;

@@ -92,6 +92,7 @@ bool frmMain::RunScan() {
     port_ = scan_port;
     baudrate_ = rate;
     unplugged_ = false;
+    hung_up_port_.clear();
     ReaderFound(identification, lists.multiple_interfaces);
     return true;
   }

@@ -89,6 +89,7 @@ void frmMain::OnSerialDeviceArrival(const std::string& device_name) {
   Trap("OnSerialDeviceArrival", [&] {
     const std::string name = ComNameOf(device_name);
     if (name.empty()) return;
+    if (name == hung_up_port_) hung_up_port_.clear();
     ShowMsg(name + " is plus-in!", terminal_colour::kBlue);
     RefillPortList();
     if (name == port_) {
@@ -103,20 +104,36 @@ void frmMain::OnSerialDeviceRemoval(const std::string& device_name) {
   Trap("OnSerialDeviceRemoval", [&] {
     const std::string name = ComNameOf(device_name);
     if (name.empty()) return;
-    ShowMsg(name + " is removed!", terminal_colour::kRed);
+    // An adapter pulled out hangs its line up first; the device manager's notice of it comes after.
+    if (name == hung_up_port_) {
+      hung_up_port_.clear();
+    } else {
+      ShowMsg(name + " is removed!", terminal_colour::kRed);
+    }
     // The line may already have closed itself on the hang-up; a transfer still running on it must end
     // all the same, as a cancel.
-    if (ucGNet.CommPort() == name && (ucGNet.PortOpen() || Busy())) {
-      unplugged_ = true;
-      user_cancel_ = true;
-      ucGNet.SetGNetCancel(true);
-      if (ucGNet.PortOpen()) ucGNet.SetPortOpen(false);
-      SetConnectedState(false);
-    }
-    if (ucGNetB.PortOpen() && ucGNetB.CommPort() == name) {
-      ucGNetB.SetGNetCancel(true);
-      ucGNetB.SetPortOpen(false);
-    }
+    if (ucGNet.CommPort() == name && (ucGNet.PortOpen() || Busy())) EndUseOfRemovedPort(ucGNet);
+    if (ucGNetB.PortOpen() && ucGNetB.CommPort() == name) EndUseOfRemovedPort(ucGNetB);
     RefillPortList();
   });
+}
+
+void frmMain::OnPortLost(::ucGNet& engine) {
+  Trap("OnPortLost", [&] {
+    // A line that hangs up is a device that went away, whether or not a device notice follows (a
+    // pseudo-terminal's never does).
+    const std::string name = engine.CommPort();
+    ShowMsg(name + " is removed!", terminal_colour::kRed);
+    hung_up_port_ = name;
+    EndUseOfRemovedPort(engine);
+  });
+}
+
+void frmMain::EndUseOfRemovedPort(::ucGNet& engine) {
+  engine.SetGNetCancel(true);
+  if (engine.PortOpen()) engine.SetPortOpen(false);
+  if (&engine != &ucGNet) return;
+  unplugged_ = true;
+  user_cancel_ = true;
+  SetConnectedState(false);
 }

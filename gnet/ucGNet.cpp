@@ -280,6 +280,10 @@ void ucGNet::m_oMSComm_OnComm() {
       // During a transaction the flag ends the wait early instead.
       if (!is_send_gnet_cmd_ && OnFrameError) OnFrameError();
       break;
+    case platform::kCommEventDeviceLost:
+      dump_cache_valid_ = false;
+      if (OnPortLost) OnPortLost();
+      break;
     default:
       break;
   }

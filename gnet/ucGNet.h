@@ -127,6 +127,8 @@ class ucGNet {
   std::function<void(std::string& msg_type, const std::string& msg)> OnMessage;
   std::function<void(uint8_t& data)> OnChar;
   std::function<void(int32_t length, Bytes& package)> OnPackage;
+  // The port's device went away (an adapter pulled out, a line hung up); the port has closed itself.
+  std::function<void()> OnPortLost;
 
   // The receive routine: run by the receive timer, by a waiting transaction, or by a test.
   void TimerReceive_Timer();
