@@ -2,6 +2,7 @@
 // raw dump ends with the quiet period the reader needs, which is counted as mandated time.
 
 #include "bench/bench_sim_line.h"
+#include "bench/result_line.h"
 
 int main() {
   bench::SimLines lines;
@@ -32,5 +33,10 @@ int main() {
   bench::Report("RegistersDumpEx (best)", best, line_ms, tails_ms);
   std::printf("  software time beyond line and tails (mean) %7.1f ms\n",
               total / kRounds - line_ms - tails_ms);
+  char note[120];
+  std::snprintf(note, sizeof note, "two raw dumps with their 250 ms quiet tails; mean of %d, best %.1f ms",
+                kRounds, best);
+  bench::PrintResult("RegistersDumpEx", total / kRounds, line_ms, tails_ms,
+                     total / kRounds / (line_ms + tails_ms), note);
   return failures == 0 ? 0 : 2;
 }

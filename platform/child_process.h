@@ -1,0 +1,30 @@
+#pragma once
+// Child processes for measuring programs from outside (the benchmark runner): start one, wait for it or
+// stop it, and learn what it used. The figures come from the kernel's accounting of the ended child, so
+// they cover the whole program, every thread included.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// What an ended child used.
+struct ChildUsage {
+  int exit_code = -1;           // the child's exit status; -1 when a signal ended it
+  int signal = 0;               // the signal that ended it, 0 when it exited
+  int64_t cpu_micros = 0;       // user plus system CPU time
+  int64_t max_resident_kb = 0;  // peak resident memory
+};
+
+// Starts `argv` (argv[0] looked up in PATH), sharing this process's standard streams. The child's id,
+// or -1 with `error` set when it could not be started.
+int StartChild(const std::vector<std::string>& argv, std::string& error);
+// Waits until the child `pid` ends. False when there is no such child of this process.
+bool WaitChild(int pid, ChildUsage& usage);
+// Like WaitChild, but returns false at once while the child still runs.
+bool TryWaitChild(int pid, ChildUsage& usage);
+// Ends the child at once (SIGKILL): nothing it does after this moment counts. WaitChild must follow.
+void KillChild(int pid);
+
+}  // namespace platform
