@@ -49,11 +49,24 @@ size_t LineCount(const std::string& path) {
   return lines.size();
 }
 
-// A name the file holds (picked by `pick`), or one made up from the input.
-std::string PickName(FuzzedDataProvider& in, const std::vector<std::string>& names) {
-  const auto pick = in.ConsumeIntegral<uint8_t>();
+// One change: what it is, which names it uses (picks above 191 make a name up) and the value it writes,
+// the names and the value cut from the file's own text.
+struct Change {
+  int kind = 0;
+  uint8_t section_pick = 0;
+  uint8_t key_pick = 0;
+  uint16_t text_at = 0;
+  uint8_t text_length = 0;
+};
+
+std::string Cut(const std::string& content, uint16_t at, uint8_t length) {
+  if (content.empty()) return {};
+  return content.substr(at % content.size(), length % 48);
+}
+
+std::string PickName(uint8_t pick, const std::vector<std::string>& names, const std::string& made_up) {
   if (!names.empty() && pick < 192) return names[pick % names.size()];
-  return in.ConsumeRandomLengthString(24);
+  return made_up;
 }
 
 void CheckSet(clsINIFile& ini, const std::string& key, const std::string& value, const std::string& section) {
@@ -117,13 +130,20 @@ void CheckDeleteSection(clsINIFile& ini, const std::string& section) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider in(data, size);
-  // The operations come from the end of the input, the file is the rest, so a seed is a plain INI file.
-  const auto operations = in.ConsumeIntegralInRange<int>(1, 4);
-  const auto file_bytes = in.ConsumeIntegralInRange<size_t>(0, in.remaining_bytes());
-  const std::string path = fuzz::WriteScratchFile("fuzz.ini", in.ConsumeBytesAsString(file_bytes));
+  // The changes come from the last bytes of the input, the file is the rest, so a seed is a plain INI file.
+  std::vector<Change> changes(in.ConsumeIntegralInRange<size_t>(1, 4));
+  for (Change& change : changes) {
+    change.kind = in.ConsumeIntegralInRange<int>(0, 3);
+    change.section_pick = in.ConsumeIntegral<uint8_t>();
+    change.key_pick = in.ConsumeIntegral<uint8_t>();
+    change.text_at = in.ConsumeIntegral<uint16_t>();
+    change.text_length = in.ConsumeIntegral<uint8_t>();
+  }
+  const std::string content = in.ConsumeRemainingBytesAsString();
+  const std::string path = fuzz::WriteScratchFile("fuzz.ini", content);
 
   clsINIFile ini(path);
-  // Reading alone must hold together: every enumerated key is found with its value.
+  // Reading alone must hold together: every enumerated key is found.
   const std::vector<std::string> sections = ini.GetSectionNames();
   std::vector<std::string> keys;
   for (const std::string& section : sections) {
@@ -135,17 +155,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   ini.FindVersion();
 
-  for (int i = 0; i < operations; ++i) {
-    const std::string section = PickName(in, sections);
-    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+  for (const Change& change : changes) {
+    const std::string text = Cut(content, change.text_at, change.text_length);
+    const std::string section = PickName(change.section_pick, sections, text);
+    const std::string key = PickName(change.key_pick, keys, text);
+    switch (change.kind) {
       case 0:
-      case 1: {
-        const std::string key = PickName(in, keys);
-        CheckSet(ini, key, fuzz::CarriedValue(in.ConsumeRandomLengthString(64)), section);
+      case 1:
+        CheckSet(ini, key, fuzz::CarriedValue(text), section);
         break;
-      }
       case 2:
-        CheckDeleteKey(ini, PickName(in, keys), section);
+        CheckDeleteKey(ini, key, section);
         break;
       default:
         CheckDeleteSection(ini, section);
