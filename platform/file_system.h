@@ -54,15 +54,29 @@ bool RemoveTree(const std::string& path, std::string* error = nullptr);
 // where "DEFAULT.INI" and "default.ini" are one name. Empty when the folder cannot be read.
 std::vector<std::string> ListDirectory(const std::string& folder, const std::string& pattern);
 
-// The durable replace: writes `content` to `temp_path` (which must not exist yet; it is created
-// exclusively so that two writers never share one), flushes it to disk, renames it over `target` and
-// flushes the folder, so that after a crash `target` is either the old or the new file. The new file
-// keeps the permission bits of the file it replaces. On failure `target` is unchanged and the temporary
-// file is removed.
+// The durable replace: writes `content` to a temporary file, flushes it to disk, gives it the name
+// `temp_path` (which must not exist yet; two writers never share one), renames it over `target` and flushes
+// the folder, so that after a crash `target` is either the old or the new file. The content is written into
+// an unnamed file first, so the temporary name exists only for the moment between naming and rename; file
+// systems that refuse unnamed files get `temp_path` created at once instead. Either way the writer holds a
+// lock on its temporary file until the rename, which is how RemoveAbandonedFile tells a live writer's file
+// from one that a killed writer left behind. The new file keeps the permission bits of the file it replaces.
+// On failure `target` is unchanged and no temporary file of this call remains; when `temp_path` belonged to
+// another writer it is left alone and `name_taken` (when given) is set, so the caller can try another name.
 bool ReplaceFileDurably(const std::string& temp_path, const std::string& target, const std::string& content,
-                        std::string* error = nullptr);
-// The same with a temporary name of its own beside `target`.
+                        std::string* error = nullptr, bool* name_taken = nullptr);
+// The same with a temporary name of its own beside `target` ("<name>.part<pid>-<n>"); removes the abandoned
+// temporary files of earlier writers of `target` first.
 bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error = nullptr);
+
+// Removes `path` when it is a temporary file whose writer is gone: a regular file that nobody holds locked.
+// A live writer's file (locked until its rename) and anything that is not a regular file stay. True when
+// the file was removed.
+bool RemoveAbandonedFile(const std::string& path);
+
+// Whether ReplaceFileDurably writes into an unnamed file first (the default). Off, it creates the temporary
+// name at once, as it must on file systems without unnamed files; tests turn it off to run that way too.
+void SetUnnamedTempFiles(bool allowed);
 
 // Creates a new, empty folder with a unique name "<parent>/<prefix>XXXXXX"; empty text on failure.
 std::string MakeUniqueDirectory(const std::string& parent, const std::string& prefix,

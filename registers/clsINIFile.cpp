@@ -68,6 +68,29 @@ std::string JoinLines(const std::vector<std::string>& lines) {
   return content;
 }
 
+// Temporary files that killed writers of this file left beside it. Without this every crash between
+// naming a temporary file and renaming it would leave one more "name(n).tmp" in the folder for good. A
+// live writer keeps its temporary file locked until the rename, so only abandoned files go. The names are
+// shared by every file with the same name before its extension, and so is the cleaning.
+void RemoveAbandonedTempFiles(const std::string& full_file_name) {
+  const std::string first = platform::BaseName(clsINIFile::TempFileName(full_file_name, 1));
+  const std::string prefix = first.substr(0, first.size() - std::string("1).tmp").size());
+  const std::string suffix = ").tmp";
+  std::string folder = platform::DirName(full_file_name);
+  if (folder.empty()) folder = ".";
+  const std::string own_name = platform::BaseName(full_file_name);
+  for (const std::string& name : platform::ListDirectory(folder, "*.tmp")) {
+    if (name == own_name || name.size() <= prefix.size() + suffix.size() ||
+        name.compare(0, prefix.size(), prefix) != 0 ||
+        name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
+      continue;
+    }
+    const std::string number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
+    if (number.find_first_not_of("0123456789") != std::string::npos) continue;
+    platform::RemoveAbandonedFile(platform::Join(folder, name));
+  }
+}
+
 }  // namespace
 
 clsINIFile::clsINIFile(const std::string& full_file_name, const std::string& version_key)
@@ -140,14 +163,16 @@ bool clsINIFile::Rewrite(const std::vector<std::string>& lines) {
   if (attributes.is_directory || (attributes.exists && attributes.read_only)) return false;
   if (!attributes.exists && !platform::MakeDirectories(platform::DirName(full_file_name_))) return false;
 
+  RemoveAbandonedTempFiles(full_file_name_);
   std::string content = JoinLines(lines);
   for (int n = 1; n <= kMaxTempTries; ++n) {
     std::string temp = TempFileName(full_file_name_, n);
     if (platform::GetFileAttributes(temp).exists) continue;
-    if (platform::ReplaceFileDurably(temp, full_file_name_, content)) return true;
-    // Another writer took this name between the check and the exclusive create: try the next one.
-    // Any other failure leaves no temporary file and ends the attempt.
-    if (!platform::GetFileAttributes(temp).exists) return false;
+    bool taken = false;
+    if (platform::ReplaceFileDurably(temp, full_file_name_, content, nullptr, &taken)) return true;
+    // Another writer took this name between the check and the exclusive create (and may have renamed it
+    // away again by now): try the next one. Any other failure ends the attempt.
+    if (!taken) return false;
   }
   return false;
 }

@@ -17,7 +17,8 @@
 // Text is bytes: one byte per character, no code-page conversion.
 //
 // Every change rewrites the whole file through a temporary copy beside it that then replaces the file, so a
-// crash leaves either the old or the new file, never half of one.
+// crash leaves either the old or the new file, never half of one. A rewrite first removes the temporary
+// copies that killed writers of the file left behind (see platform::RemoveAbandonedFile).
 //
 // One object is bound to one file. It is not thread-safe; create one per use, as the program does.
 

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,11 +33,6 @@ class Fd {
   Fd(const Fd&) = delete;
   Fd& operator=(const Fd&) = delete;
   int get() const { return fd_; }
-  bool Close() {
-    int fd = fd_;
-    fd_ = -1;
-    return close(fd) == 0;
-  }
 
  private:
   int fd_;
@@ -66,6 +62,107 @@ bool SyncFolderOf(const std::string& path) {
 
 bool StatOf(const std::string& path, struct stat& st) {
   return stat(path.c_str(), &st) == 0;
+}
+
+bool SameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Off only where tests ask for the named way.
+bool g_unnamed_temp_files = true;
+
+bool AllDigits(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+std::string FolderOf(const std::string& path) {
+  std::string folder = DirName(path);
+  return folder.empty() ? "." : folder;
+}
+
+// Gives the new file its permission bits and content and waits until both are on the disk. Returns the
+// step that failed (errno tells why), or nullptr.
+const char* FillAndSync(int fd, const struct stat* replaced, const std::string& content) {
+  if (replaced != nullptr && fchmod(fd, replaced->st_mode & 07777) != 0) return "chmod";
+  if (!WriteAll(fd, content)) return "write";
+  if (fsync(fd) != 0) return "fsync";
+  return nullptr;
+}
+
+// Gives the unnamed file `fd` the name `path`; 0 or the errno. Linking a descriptor directly needs a
+// privilege that ordinary users lack; its /proc link does the same for everyone.
+int NameUnnamedFile(int fd, const std::string& path) {
+  if (linkat(fd, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0) return 0;
+  if (errno == EEXIST) return EEXIST;
+  std::string link = "/proc/self/fd/" + std::to_string(fd);
+  if (linkat(AT_FDCWD, link.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+  return errno;
+}
+
+// The last step of both ways: the locked, complete temporary file replaces the target. The caller keeps
+// the descriptor (and so the lock) open until this has returned.
+bool RenameOver(const std::string& temp_path, const std::string& target, std::string* error) {
+  if (rename(temp_path.c_str(), target.c_str()) != 0) {
+    int code = errno;
+    unlink(temp_path.c_str());
+    return Fail(error, "rename", temp_path, code);
+  }
+  // The new content is in place; a failed folder flush only weakens the crash guarantee, so it is not
+  // reported as a failed write.
+  SyncFolderOf(target);
+  return true;
+}
+
+// The way for file systems without unnamed files: the temporary name exists from the start, so a crash
+// can leave it half-written; its lock marks it as abandoned then.
+bool ReplaceThroughNamedFile(const std::string& temp_path, const std::string& target,
+                             const struct stat* replaced, const std::string& content, std::string* error,
+                             bool& name_taken) {
+  // A cleaner that opened the fresh file in the moment before it was locked may take it for abandoned and
+  // remove it; the name is then created again. A few rounds are plenty: the window is a few instructions.
+  for (int round = 0; round < 3; ++round) {
+    Fd fd(open(temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (fd.get() < 0) {
+      name_taken = errno == EEXIST;
+      return Fail(error, "create", temp_path, errno);
+    }
+    flock(fd.get(), LOCK_EX);
+    struct stat opened, named;
+    if (fstat(fd.get(), &opened) != 0 || lstat(temp_path.c_str(), &named) != 0 || !SameFile(opened, named)) {
+      continue;
+    }
+    if (const char* step = FillAndSync(fd.get(), replaced, content)) {
+      int code = errno;
+      unlink(temp_path.c_str());
+      return Fail(error, step, temp_path, code);
+    }
+    return RenameOver(temp_path, target, error);
+  }
+  name_taken = true;
+  return Fail(error, "create", temp_path, EAGAIN);
+}
+
+bool ReplaceFile(const std::string& temp_path, const std::string& target, const std::string& content,
+                 std::string* error, bool& name_taken) {
+  struct stat target_stat;
+  const struct stat* replaced = StatOf(target, target_stat) ? &target_stat : nullptr;
+  if (!g_unnamed_temp_files)
+    return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
+
+  // Written unnamed, the file cannot be seen half-written by anyone, nor left behind by a crash before it
+  // is complete. Where the file system refuses, the named way runs and reports any real problem.
+  Fd fd(open(FolderOf(temp_path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
+  // Nobody else can reach the file yet; the lock goes with it when it gets its name.
+  flock(fd.get(), LOCK_EX);
+  if (const char* step = FillAndSync(fd.get(), replaced, content)) return Fail(error, step, temp_path, errno);
+  int code = NameUnnamedFile(fd.get(), temp_path);
+  if (code == EEXIST) {
+    name_taken = true;
+    return Fail(error, "create", temp_path, code);
+  }
+  if (code != 0) return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
+  return RenameOver(temp_path, target, error);
 }
 
 }  // namespace
@@ -228,28 +325,26 @@ std::vector<std::string> ListDirectory(const std::string& folder, const std::str
 }
 
 bool ReplaceFileDurably(const std::string& temp_path, const std::string& target, const std::string& content,
-                        std::string* error) {
-  struct stat target_stat;
-  bool target_exists = StatOf(target, target_stat);
-
-  Fd fd(open(temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (fd.get() < 0) return Fail(error, "create", temp_path, errno);
-  auto abandon = [&](const char* what, int code) {
-    unlink(temp_path.c_str());
-    return Fail(error, what, temp_path, code);
-  };
-  if (target_exists && fchmod(fd.get(), target_stat.st_mode & 07777) != 0) return abandon("chmod", errno);
-  if (!WriteAll(fd.get(), content)) return abandon("write", errno);
-  if (fsync(fd.get()) != 0) return abandon("fsync", errno);
-  if (!fd.Close()) return abandon("close", errno);
-  if (rename(temp_path.c_str(), target.c_str()) != 0) return abandon("rename", errno);
-  // The new content is in place; a failed folder flush only weakens the crash guarantee, so it is not
-  // reported as a failed write.
-  SyncFolderOf(target);
-  return true;
+                        std::string* error, bool* name_taken) {
+  bool taken = false;
+  bool replaced = ReplaceFile(temp_path, target, content, error, taken);
+  if (name_taken != nullptr) *name_taken = taken;
+  return replaced;
 }
 
 bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error) {
+  // "<name>.part<pid>-<n>": killed writers of this target leave such files; clear them out first.
+  const std::string prefix = BaseName(target) + ".part";
+  const std::string folder = FolderOf(target);
+  for (const std::string& name : ListDirectory(folder, "*")) {
+    if (name.compare(0, prefix.size(), prefix) != 0) continue;
+    const std::string rest = name.substr(prefix.size());
+    const size_t dash = rest.find('-');
+    if (dash != std::string::npos && AllDigits(rest.substr(0, dash)) && AllDigits(rest.substr(dash + 1))) {
+      RemoveAbandonedFile(Join(folder, name));
+    }
+  }
+
   std::string base = target + ".part" + std::to_string(getpid()) + "-";
   for (int n = 1; n < 1000; ++n) {
     std::string temp = base + std::to_string(n);
@@ -257,6 +352,23 @@ bool WriteFileDurably(const std::string& target, const std::string& content, std
     return ReplaceFileDurably(temp, target, content, error);
   }
   return Fail(error, "create", base + "*", EEXIST);
+}
+
+bool RemoveAbandonedFile(const std::string& path) {
+  Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fd.get() < 0) return false;
+  struct stat opened, named;
+  if (fstat(fd.get(), &opened) != 0 || !S_ISREG(opened.st_mode)) return false;
+  // A live writer holds the lock until its rename.
+  if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return false;
+  // The name must still be the file that is now locked: its writer may have renamed it away meanwhile and
+  // another writer given the name to a new file. While the lock is held, nobody else can take this name.
+  if (lstat(path.c_str(), &named) != 0 || !SameFile(opened, named)) return false;
+  return unlink(path.c_str()) == 0;
+}
+
+void SetUnnamedTempFiles(bool allowed) {
+  g_unnamed_temp_files = allowed;
 }
 
 std::string MakeUniqueDirectory(const std::string& parent, const std::string& prefix, std::string* error) {

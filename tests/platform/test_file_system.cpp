@@ -1,11 +1,16 @@
-// Files, folders and paths: the durable replace, directory listing and the program's folders.
+// Files, folders and paths: the durable replace and the clearing of abandoned temporary files, directory
+// listing and the program's folders.
 
 #include "platform/file_system.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 
 #include "platform/paths.h"
+#include "tests/support/child_process.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -13,8 +18,18 @@ namespace {
 using test_support::ScopedEnv;
 using test_support::TempDir;
 
-TEST(FileSystem, DurableReplaceKeepsModeAndNeverReusesATakenTemporaryName) {
+// Both ways of the durable replace: through an unnamed file, and named from the start as on file systems
+// without unnamed files.
+class DurableReplace : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { platform::SetUnnamedTempFiles(GetParam()); }
+  void TearDown() override { platform::SetUnnamedTempFiles(true); }
   TempDir dir;
+};
+INSTANTIATE_TEST_SUITE_P(Unnamed, DurableReplace, ::testing::Values(true));
+INSTANTIATE_TEST_SUITE_P(Named, DurableReplace, ::testing::Values(false));
+
+TEST_P(DurableReplace, KeepsModeAndNeverReusesATakenTemporaryName) {
   std::string target = dir.WriteFile("t.ini", "old");
   ASSERT_EQ(chmod(target.c_str(), 0600), 0);
   ASSERT_TRUE(platform::ReplaceFileDurably(dir.File("t.tmp"), target, "new"));
@@ -22,16 +37,61 @@ TEST(FileSystem, DurableReplaceKeepsModeAndNeverReusesATakenTemporaryName) {
   struct stat st;
   ASSERT_EQ(stat(target.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0600u);
+  EXPECT_EQ(dir.List(), std::vector<std::string>{"t.ini"});
 
   dir.WriteFile("t.tmp", "someone else's");
   std::string error;
-  EXPECT_FALSE(platform::ReplaceFileDurably(dir.File("t.tmp"), target, "newer", &error));
+  bool taken = false;
+  EXPECT_FALSE(platform::ReplaceFileDurably(dir.File("t.tmp"), target, "newer", &error, &taken));
+  EXPECT_TRUE(taken);
   EXPECT_FALSE(error.empty());
   EXPECT_EQ(dir.ReadFile("t.tmp"), "someone else's");
   EXPECT_EQ(dir.ReadFile("t.ini"), "new");
 
+  // A failure of another kind is no taken name, and leaves nothing behind.
+  taken = true;
+  EXPECT_FALSE(
+      platform::ReplaceFileDurably(dir.File("gone/t.tmp"), dir.File("gone/t.ini"), "x", &error, &taken));
+  EXPECT_FALSE(taken);
+
   ASSERT_TRUE(platform::WriteFileDurably(target, "third"));
   EXPECT_EQ(dir.List(), (std::vector<std::string>{"t.ini", "t.tmp"}));
+}
+
+// A writer that was killed leaves "<name>.part<pid>-<n>"; the next write of that name clears it, unless
+// its writer still holds it.
+TEST_P(DurableReplace, WriteClearsAbandonedPartFilesOfItsTargetOnly) {
+  const std::vector<std::string> others = {"t.hex.part", "t.hex.part12", "t.hex.partial-1", "u.hex.part12-1"};
+  for (const std::string& name : others) dir.WriteFile(name, "");
+  dir.WriteFile("t.hex.part12-1", ":1000");
+  dir.WriteFile("t.hex.part13-2", "");
+  {
+    test_support::HeldFileLock live_writer(dir.File("t.hex.part13-2"));
+    ASSERT_TRUE(platform::WriteFileDurably(dir.File("t.hex"), ":00000001FF"));
+  }
+  std::vector<std::string> left = others;
+  left.insert(left.end(), {"t.hex", "t.hex.part13-2"});
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(dir.List(), left);
+  EXPECT_EQ(dir.ReadFile("t.hex"), ":00000001FF");
+}
+
+TEST(FileSystem, OnlyFilesThatNobodyHoldsAreRemovedAsAbandoned) {
+  TempDir dir;
+  const std::string live = dir.WriteFile("live.tmp", "");
+  const std::string dead = dir.WriteFile("dead.tmp", "");
+  ASSERT_TRUE(platform::MakeDirectories(dir.File("folder.tmp")));
+  ASSERT_EQ(symlink(live.c_str(), dir.File("link.tmp").c_str()), 0);
+  {
+    test_support::HeldFileLock live_writer(live);
+    EXPECT_FALSE(platform::RemoveAbandonedFile(live));
+    EXPECT_TRUE(platform::RemoveAbandonedFile(dead));
+    EXPECT_FALSE(platform::RemoveAbandonedFile(dead));
+    EXPECT_FALSE(platform::RemoveAbandonedFile(dir.File("folder.tmp")));
+  }
+  EXPECT_FALSE(platform::RemoveAbandonedFile(dir.File("link.tmp")));  // a link is nobody's temporary file
+  EXPECT_EQ(dir.List(), (std::vector<std::string>{"folder.tmp", "link.tmp", "live.tmp"}));
+  EXPECT_TRUE(platform::RemoveAbandonedFile(live));  // its writer is gone
 }
 
 TEST(FileSystem, FoldersAreMadeListedAndRemoved) {

@@ -1,14 +1,19 @@
 // Writing the INI dialect: where SetKeyValue puts a line, deletions, escapes on the way out, the rewrite
-// through a temporary file, and a golden rewrite of a realistic file.
+// through a temporary file and the clearing of abandoned ones, and a golden rewrite of a realistic file.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
+#include "platform/file_system.h"
 #include "registers/clsINIFile.h"
 #include "tests/registers/register_fixture.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -59,12 +64,57 @@ TEST(IniWrite, RewritesLeaveNoTemporaryFilesAndStepOverTakenNames) {
   ASSERT_TRUE(ini.DeleteKey("k0", "S"));
   EXPECT_EQ(dir.List(), std::vector<std::string>{"x.ini"});
 
-  // Someone else's x(1).tmp stays as it is; the rewrite goes through x(2).tmp.
+  // A live writer's x(1).tmp (it holds the lock) stays as it is and the rewrite goes through x(2).tmp.
+  // Temporary names that killed writers of x.ini, x.cfg or x(3).ini left (nobody holds them) are cleared;
+  // other names stay.
+  const std::vector<std::string> others = {"x(1).tmp.bak", "x(a).tmp", "x().tmp", "xy(1).tmp", "y(1).tmp"};
+  for (const std::string& name : others) dir.WriteFile(name, "");
   dir.WriteFile("x(1).tmp", "not ours");
-  ASSERT_TRUE(ini.SetKeyValue("k9", "v", "S"));
+  dir.WriteFile("x(2).tmp", "[S]\nhalf");
+  dir.WriteFile("x(17).tmp", "");
+  {
+    test_support::HeldFileLock live_writer(dir.File("x(1).tmp"));
+    ASSERT_TRUE(ini.SetKeyValue("k9", "v", "S"));
+  }
   EXPECT_EQ(dir.ReadFile("x(1).tmp"), "not ours");
-  EXPECT_EQ((std::vector<std::string>{"x(1).tmp", "x.ini"}), dir.List());
+  std::vector<std::string> left = others;
+  left.insert(left.end(), {"x(1).tmp", "x.ini"});
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(dir.List(), left);
   EXPECT_EQ(ini.GetKeyValue("k9", "", "S"), "v");
+
+  // Once its writer is gone, the next rewrite clears it too; a file named like a temporary one is never
+  // taken for its own temporary file.
+  clsINIFile look_alike(dir.WriteFile("x(5).tmp", "[S]\n"));
+  ASSERT_TRUE(look_alike.SetKeyValue("k", "v", "S"));
+  EXPECT_FALSE(platform::FileExists(dir.File("x(1).tmp")));
+  EXPECT_EQ(dir.ReadFile("x(5).tmp"), "[S]\nk = v\n");
+}
+
+// Two programs rewrite one file at the same time, each clearing abandoned temporary files before it writes:
+// neither may take the other's temporary file for abandoned, with temporary files unnamed while they are
+// written or named from the start.
+TEST(IniWrite, TwoProcessesRewritingOneFileNeverBreakEachOthersWrites) {
+  for (bool unnamed : {true, false}) {
+    TempDir dir;
+    platform::SetUnnamedTempFiles(unnamed);
+    const std::string path = dir.File("shared.ini");
+    auto rewrite = [&path](const char* key) {
+      clsINIFile ini(path);
+      int failed = 0;
+      for (int i = 0; i < 60; ++i) failed += ini.SetKeyValue(key, std::to_string(i), "S") ? 0 : 1;
+      return failed;
+    };
+    const pid_t child = fork();
+    if (child == 0) _exit(rewrite("child") == 0 ? 0 : 1);
+    const int failed = rewrite("parent");
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    platform::SetUnnamedTempFiles(true);
+    EXPECT_EQ(failed, 0) << "unnamed " << unnamed;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "unnamed " << unnamed;
+    EXPECT_EQ(dir.List(), std::vector<std::string>{"shared.ini"});
+  }
 }
 
 TEST(IniWrite, AReadOnlyFileIsNotChanged) {
