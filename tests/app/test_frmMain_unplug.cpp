@@ -36,7 +36,7 @@ void PrintTo(const UnplugCase& c, std::ostream* os) {
   *os << c.name;
 }
 
-class Unplug : public app_test::WindowTest, public ::testing::WithParamInterface<UnplugCase> {
+class UnplugBench : public app_test::WindowTest {
  protected:
   // A reader whose line the test can close. During the scan its reply comes late, so the poll is still
   // waiting when the line goes; for a Read it cuts its dump short, so the read goes register by
@@ -81,6 +81,27 @@ class Unplug : public app_test::WindowTest, public ::testing::WithParamInterface
   int64_t closed_at_ = -1;
   platform::Timer timer_;
 };
+
+class Unplug : public UnplugBench, public ::testing::WithParamInterface<UnplugCase> {};
+
+// Nothing runs when the reader goes: the window notices all the same and waits for it.
+TEST_F(UnplugBench, AnIdleReaderThatGoesLeavesThePagesWaiting) {
+  msrsim::EmulatedReader* reader = readers.Add("COM3", FactoryReader(kModel, "KRD36AR"));
+  ASSERT_NE(reader, nullptr);
+  frmMain& w = Open();
+  w.cmdAutoScan.UserClick();
+  ASSERT_TRUE(w.ucGNet.PortOpen() && w.SkinObject() != nullptr);
+  ASSERT_TRUE(w.SkinObject()->SSTab()->Enabled() && w.cmdWrite.Enabled());
+
+  reader->CloseLine();
+  EXPECT_TRUE(PumpUntil([&] { return Shows("COM3 is removed!"); }, 2000)) << w.txtView.Text();
+  w.OnSerialDeviceRemoval("COM3");  // the device manager's notice, a moment later
+  EXPECT_EQ(Count("COM3 is removed!"), 1u) << w.txtView.Text();
+  EXPECT_TRUE(w.Unplugged());
+  EXPECT_FALSE(w.ucGNet.PortOpen());
+  EXPECT_FALSE(w.SkinObject()->SSTab()->Enabled() || w.cmdWrite.Enabled() || w.cmdRead.Enabled());
+  EXPECT_TRUE(w.cmdAutoScan.Enabled());
+}
 
 TEST_P(Unplug, EndsAsARemovalWithinItsTimeoutAndTheReaderIsFoundAgain) {
   const UnplugCase& c = GetParam();

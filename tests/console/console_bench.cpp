@@ -50,7 +50,8 @@ msrsim::EmulatedReader* ConsoleBench::AddReader(const std::string& com_name, msr
     ADD_FAILURE() << "cannot start a reader: " << error;
     return nullptr;
   }
-  settings_ports_ += com_name + " = " + reader->Path() + "\r\n";
+  std::erase_if(ports_, [&](const auto& port) { return port.first == com_name; });
+  ports_.emplace_back(com_name, reader->Path());
   readers_.push_back(std::move(reader));
   WriteSettings();
   return readers_.back().get();
@@ -62,9 +63,11 @@ void ConsoleBench::SetRememberedPort(const std::string& port) {
 }
 
 void ConsoleBench::WriteSettings() {
+  std::string ports;
+  for (const auto& [name, device] : ports_) ports += name + " = " + device + "\r\n";
   fs::create_directories(config_.File("zk4100_MSR"));
   config_.WriteFile("zk4100_MSR/settings.ini",
-                    "[SerialPorts]\r\n" + settings_ports_ + "[COMM]\r\nPort = " + remembered_port_ + "\r\n");
+                    "[SerialPorts]\r\n" + ports + "[COMM]\r\nPort = " + remembered_port_ + "\r\n");
 }
 
 std::string ConsoleBench::WriteCfg(const std::string& name, const std::string& registers,

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sim/emulated_reader.h"
@@ -25,7 +26,8 @@ struct RunResult {
 class ConsoleBench {
  public:
   ConsoleBench();
-  // Starts a reader listed as `com_name`; null after a test failure.
+  // Starts a reader listed as `com_name`; null after a test failure. A reader added under a name already
+  // listed takes it over, as a device plugged in again does.
   msrsim::EmulatedReader* AddReader(const std::string& com_name, msrsim::ReaderConfig config);
   // COMM/Port: the port used when the command line names none.
   void SetRememberedPort(const std::string& port);
@@ -43,7 +45,7 @@ class ConsoleBench {
   test_support::TempDir config_{"console-config"};
   test_support::TempDir work_{"console-work"};
   std::vector<std::unique_ptr<msrsim::EmulatedReader>> readers_;
-  std::string settings_ports_;
+  std::vector<std::pair<std::string, std::string>> ports_;  // COM name, device
   std::string remembered_port_;
 };
 
