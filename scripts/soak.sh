@@ -7,8 +7,8 @@
 # replies, spoils 2 % of its checksums, answers 10 % of its polls "N" and answers after a random latency of
 # up to 400 ms. The reader starts from an image that differs from the file to be written (the factory
 # image with some registers changed, now and then random throughout, sometimes with an alias), then
-# `msrcfg /WriteFile:<file> /Port:COM9` runs, the reader is stopped and saves its image, and the image is
-# compared with what the write should have left in it.
+# `msrcfg /WriteFile:<file> /Port:COM9` (one run in four `/WriteDefault`) runs, the reader is stopped and
+# saves its image, and the image is compared with what the write should have left in it.
 #
 # Exit codes other than 0 are what faults are expected to cause; they are counted. The soak fails (exit 1)
 # when a run exited 0 while the reader's image differs from the file, when msrcfg crashed or hung (killed
@@ -57,12 +57,22 @@ cmake --build "$build" -j2 --target msrcfg msrsim >/dev/null
 work=$(mktemp -d "${TMPDIR:-/tmp}/msr-soak.XXXXXX")
 cleanup() {
   trap - EXIT INT TERM
-  # Every process a run started left its id in the run's folder.
-  local file
+  # The runs first, so none starts another program; then every program a run started, whose id it left
+  # in its folder.
+  local pid file programs=()
+  for pid in $(jobs -p); do kill "$pid" 2>/dev/null || true; done
   for file in "$work"/run-*/*.pid; do
-    [ -f "$file" ] && kill "$(cat "$file")" 2>/dev/null || true
+    [ -f "$file" ] && programs+=("$(cat "$file")")
   done
+  for pid in "${programs[@]}"; do kill "$pid" 2>/dev/null || true; done
   wait 2>/dev/null || true
+  # They are not this shell's children: wait until they are gone (a stopped reader still saves its image).
+  for _ in $(seq 300); do
+    local alive=false
+    for pid in "${programs[@]}"; do kill -0 "$pid" 2>/dev/null && alive=true; done
+    $alive || break
+    sleep 0.05
+  done
   if $keep; then echo "run folders kept in $work"; else rm -rf "$work"; fi
 }
 trap cleanup EXIT
@@ -111,7 +121,12 @@ alias_area_of() { echo "${1:$((2 * alias_first)):$((2 * alias_length))}"; }
 with_alias_area() { echo "${1:0:$((2 * alias_first))}$2${1:$((2 * (alias_first + alias_length)))}"; }
 
 factory=$(registers_of "$build/Default/KRD36AR.cfg")
-[ ${#factory} -eq 512 ] || { echo "soak: no factory image in $build/Default/KRD36AR.cfg" >&2; exit 1; }
+# A default file that a reader's alias can name in place of its model's.
+alias_model=QV-R4410-03
+alias_model_image=$(registers_of "$build/Default/$alias_model.cfg")
+for image in "$factory" "$alias_model_image"; do
+  [ ${#image} -eq 512 ] || { echo "soak: a factory image in $build/Default is missing" >&2; exit 1; }
+done
 
 # ---- one run: writes "seed exit equal seconds" into its folder's result file ----
 
@@ -121,23 +136,34 @@ one_run() {
   mkdir -p "$dir/config"
   RANDOM=$seed
 
-  # The file: the factory image with a few registers of its own, now and then with an alias name.
-  local img=$factory file_image file_alias="" start_image expected
-  change_registers $((1 + RANDOM % 8))
+  # Three writes in four: a file, the factory image with a few registers of its own, now and then with
+  # an alias name. One in four: the model's default file (/WriteDefault), which reads the reader's alias
+  # first, one register at a time; an alias that names a default file chooses that file instead.
+  local img=$factory file_image file_alias="" reader_alias="" target
+  if [ $((RANDOM % 4)) -ne 0 ]; then
+    change_registers $((1 + RANDOM % 8))
+    [ $((RANDOM % 4)) -eq 0 ] && file_alias="SOAK-$((RANDOM % 1000))"
+    [ $((RANDOM % 3)) -eq 0 ] && reader_alias="R$((RANDOM % 100000))"
+    {
+      echo "[MSRRegister]"
+      echo "Module = KRD36AR"
+      [ -n "$file_alias" ] && echo "AliasName = $file_alias"
+      echo "Registers = $img"
+    } >"$dir/file.cfg"
+    target=/WriteFile:$dir/file.cfg
+  else
+    case $((RANDOM % 3)) in
+      0) reader_alias=$alias_model; img=$alias_model_image ;;
+      1) reader_alias="R$((RANDOM % 100000))" ;;
+    esac
+    target=/WriteDefault
+  fi
   file_image=$img
-  [ $((RANDOM % 4)) -eq 0 ] && file_alias="SOAK-$((RANDOM % 1000))"
-  {
-    echo "[MSRRegister]"
-    echo "Module = KRD36AR"
-    [ -n "$file_alias" ] && echo "AliasName = $file_alias"
-    echo "Registers = $file_image"
-  } >"$dir/file.cfg"
 
-  # The reader: mostly the file with up to 24 registers changed, one run in 20 random throughout; a third
-  # of the readers carry an alias of their own.
+  # The reader: mostly the file with up to 24 registers changed, one run in 20 random throughout.
   if [ $((RANDOM % 20)) -eq 0 ]; then randomize_registers; else change_registers $((1 + RANDOM % 24)); fi
-  [ $((RANDOM % 3)) -eq 0 ] && set_alias "R$((RANDOM % 100000))"
-  start_image=$img
+  [ -n "$reader_alias" ] && set_alias "$reader_alias"
+  local start_image=$img expected
   printf '[MSRRegister]\nModule = KRD36AR\nRegisters = %s\n' "$start_image" >"$dir/start.cfg"
 
   # What the write must leave: the file's registers, and the file's alias, or else the reader's own.
@@ -161,7 +187,7 @@ one_run() {
 
   local began ended status=0
   began=$(date +%s.%N)
-  timeout -k 10 "$run_limit_s" "$build/msrcfg" "/WriteFile:$dir/file.cfg" "/Port:$port" \
+  timeout -k 10 "$run_limit_s" "$build/msrcfg" "$target" "/Port:$port" \
     >"$dir/msrcfg.log" 2>&1 </dev/null &
   echo $! >"$dir/msrcfg.pid"
   wait $! || status=$?
