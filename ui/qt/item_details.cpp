@@ -104,7 +104,10 @@ class DetailFilter final : public QObject {
 
   bool eventFilter(QObject* watched, QEvent* event) override {
     QComboBox& combo = details_.Combo();
-    if (watched == combo.view() && event->type() == QEvent::Show) {
+    // Events still arrive while the box is being destroyed, when it is no longer a QComboBox: ask it for
+    // its list only when a list is what is being shown.
+    if (event->type() == QEvent::Show && qobject_cast<QAbstractItemView*>(watched) != nullptr &&
+        watched == combo.view()) {
       WidenPopup(combo);
       return false;
     }

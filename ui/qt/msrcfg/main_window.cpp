@@ -78,6 +78,8 @@ MainWindow::MainWindow(frmMain& form) : form_(form) {
 
 MainWindow::~MainWindow() {
   form_.OnSkinFormLoaded = nullptr;
+  // The skin outlives this window when the program unloads it later; it must not call back into us then.
+  if (SkinForm* skin = form_.SkinObject()) skin->OnOwnerChanged = nullptr;
   monitor_.reset();
 }
 
