@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "comm/clsMSComm.h"
@@ -105,9 +106,9 @@ struct Engine {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // One engine for the whole process, as the program has: state left by one input (a half-received
-  // frame) is part of what the next one meets.
-  static Engine* engine = new Engine;
+  // A fresh engine per input, so that a saved input replays what it found. Half-received frames and the
+  // like still meet later steps of the same input.
+  auto engine = std::make_unique<Engine>();
   ucGNet& gnet = engine->gnet;
   ChunkPort& port = engine->port;
 
@@ -159,7 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       }
     }
   }
-  // Nothing posted by this input is left for the next one.
+  // Calls posted by this input point into its engine: none may be left when the engine goes.
   platform::CurrentEventLoop().ProcessPendingEvents();
   return 0;
 }
