@@ -17,9 +17,10 @@ struct ChildUsage {
   int64_t max_resident_kb = 0;  // peak resident memory
 };
 
-// Starts `argv` (argv[0] looked up in PATH), sharing this process's standard streams. The child's id,
-// or -1 with `error` set when it could not be started.
-int StartChild(const std::vector<std::string>& argv, std::string& error);
+// Starts `argv` (argv[0] looked up in PATH), sharing this process's standard streams; its standard output
+// goes to `output_path` instead (created or emptied) when that is not empty. The child's id, or -1 with
+// `error` set when it could not be started.
+int StartChild(const std::vector<std::string>& argv, std::string& error, const std::string& output_path = "");
 // Waits until the child `pid` ends. False when there is no such child of this process.
 bool WaitChild(int pid, ChildUsage& usage);
 // Like WaitChild, but returns false at once while the child still runs.

@@ -1,9 +1,11 @@
 #include "platform/child_process.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -36,7 +38,7 @@ bool Reap(int pid, ChildUsage& usage, int options) {
 
 }  // namespace
 
-int StartChild(const std::vector<std::string>& argv, std::string& error) {
+int StartChild(const std::vector<std::string>& argv, std::string& error, const std::string& output_path) {
   if (argv.empty()) {
     error = "no program to start";
     return -1;
@@ -44,9 +46,16 @@ int StartChild(const std::vector<std::string>& argv, std::string& error) {
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (!output_path.empty()) {
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_path.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  }
   pid_t pid = -1;
   // posix_spawnp reports a program that cannot be executed as its result, not as a child that exits 127.
-  const int rc = posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ);
+  const int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) {
     error = argv[0] + " - " + GetSystemErrorText(rc);
     return -1;

@@ -2,8 +2,6 @@
 // Another program run by a test, which the test may kill at any moment, and a file lock held the way a
 // writer holds the lock on its temporary file.
 
-#include <sys/types.h>
-
 #include <string>
 #include <vector>
 
@@ -26,7 +24,7 @@ class ChildProcess {
   bool Kill();
 
  private:
-  pid_t pid_ = -1;
+  int pid_ = -1;
 };
 
 class HeldFileLock {
