@@ -1,7 +1,11 @@
 #include "fuzz/fuzz_support.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "platform/file_system.h"
@@ -17,8 +21,25 @@ namespace {
 
 std::string scratch_path;
 
+constexpr const char* kScratchPrefix = "msr-fuzz-";
+
 void RemoveScratch() {
   if (!scratch_path.empty()) platform::RemoveTree(scratch_path);
+}
+
+// A crash, a time-out or a kill ends the process without its exit handlers: folders of processes that are
+// gone are removed by the next run instead.
+void RemoveAbandonedScratch(const std::string& parent) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(parent, error)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind(kScratchPrefix, 0) != 0) continue;
+    const std::string pid =
+        name.substr(std::strlen(kScratchPrefix),
+                    name.find('-', std::strlen(kScratchPrefix)) - std::strlen(kScratchPrefix));
+    if (pid.empty() || pid.find_first_not_of("0123456789") != std::string::npos) continue;
+    if (!platform::DirectoryExists("/proc/" + pid)) platform::RemoveTree(entry.path().string());
+  }
 }
 
 }  // namespace
@@ -26,8 +47,10 @@ void RemoveScratch() {
 const std::string& ScratchFolder() {
   if (scratch_path.empty()) {
     const std::string parent = platform::DirectoryExists("/dev/shm") ? "/dev/shm" : "/tmp";
+    RemoveAbandonedScratch(parent);
     std::string error;
-    scratch_path = platform::MakeUniqueDirectory(parent, "msr-fuzz-", &error);
+    const std::string prefix = kScratchPrefix + std::to_string(getpid()) + "-";
+    scratch_path = platform::MakeUniqueDirectory(parent, prefix, &error);
     if (scratch_path.empty()) Fail("cannot create a scratch folder: " + error);
     std::atexit(RemoveScratch);
   }
