@@ -146,7 +146,8 @@ struct EmulatedReader::Worker {
       size_t due = bytes.size();
       const int64_t byte_us = ByteMicros(item.output.rate);
       if (owner.config_.pacing && byte_us > 0) {
-        due = std::min(bytes.size(), static_cast<size_t>((now - item.start_us) / byte_us + 1));
+        // A byte is on the far side once all its bits are: the k-th is due k byte times after the start.
+        due = std::min(bytes.size(), static_cast<size_t>((now - item.start_us) / byte_us));
       }
       while (item.sent < due) {
         const long n = line->Write(bytes.data() + item.sent, due - item.sent);
