@@ -53,6 +53,7 @@ struct EmulatedReader::Worker {
 
   // A closing pty drops what the host has not read yet, so the last reply gets time to be read first.
   static constexpr int64_t kCloseGraceMicros = 100'000;
+  static constexpr int64_t kSendTickMicros = 1000;
 
   explicit Worker(EmulatedReader& reader) : owner(reader) {}
 
@@ -159,7 +160,19 @@ struct EmulatedReader::Worker {
         if (n == 0) break;  // the line takes nothing now; the next tick tries again
         item.sent += static_cast<size_t>(n);
       }
-      if (item.sent < bytes.size()) break;
+      if (item.sent < bytes.size()) {
+        // Bytes follow each other faster than the ticks come: when the next one is due before the next
+        // tick, this thread sleeps until its moment, so a reply takes its line time to the microsecond.
+        if (owner.config_.pacing && byte_us > 0 && item.sent >= due) {
+          const int64_t wait =
+              item.start_us + static_cast<int64_t>(item.sent + 1) * byte_us - platform::MonotonicMicros();
+          if (wait < kSendTickMicros) {
+            platform::SleepMicros(std::max<int64_t>(wait, 0));
+            continue;
+          }
+        }
+        break;
+      }
 
       Pending done = std::move(item);
       queue.pop_front();
@@ -188,7 +201,7 @@ struct EmulatedReader::Worker {
     if (queue.empty()) {
       send_timer->Stop();
     } else if (!send_timer->Active()) {
-      send_timer->Start(1);
+      send_timer->Start(kSendTickMicros / 1000);
     }
   }
 
