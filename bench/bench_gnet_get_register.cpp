@@ -21,15 +21,7 @@ int main() {
   const double measured = bench::ElapsedMs(start);
   std::printf("256 GetRegister, %d failed\n", failures);
   bench::Report("256 GetRegister", measured, bench::LineMs(bytes), 0);
-  // A pseudo-terminal hands the request over at once; only the reply is paced by the reader.
-  const double reply_ms = bench::LineMs(bench::FrameBytes("A0000")) * 256;
-  std::printf("  reply direction alone needs %.1f ms on the line: ratio %.3f\n", reply_ms,
-              measured / reply_ms);
-  char note[160];
-  std::snprintf(note, sizeof note,
-                "a pty passes requests at once: the replies alone need %.1f ms, ratio %.3f", reply_ms,
-                measured / reply_ms);
-  bench::PrintResult("256 GetRegister", measured, bench::LineMs(bytes), 0, measured / bench::LineMs(bytes),
-                     note);
+  bench::PrintPacedResult("256 GetRegister", measured, bench::LineMs(bytes),
+                          bench::LineMs(bench::FrameBytes("A0000")) * 256);
   return failures == 0 ? 0 : 2;
 }

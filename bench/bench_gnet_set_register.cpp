@@ -27,15 +27,7 @@ int main() {
   }
   std::printf("139 SetRegister, %d failed or not stored\n", failures);
   bench::Report("139 SetRegister", measured, bench::LineMs(bytes), 0);
-  // A pseudo-terminal hands the request over at once; only the reply is paced by the reader.
-  const double reply_ms = bench::LineMs(bench::FrameBytes("A")) * kCount;
-  std::printf("  reply direction alone needs %.1f ms on the line: ratio %.3f\n", reply_ms,
-              measured / reply_ms);
-  char note[160];
-  std::snprintf(note, sizeof note,
-                "a pty passes requests at once: the replies alone need %.1f ms, ratio %.3f", reply_ms,
-                measured / reply_ms);
-  bench::PrintResult("139 SetRegister", measured, bench::LineMs(bytes), 0, measured / bench::LineMs(bytes),
-                     note);
+  bench::PrintPacedResult("139 SetRegister", measured, bench::LineMs(bytes),
+                          bench::LineMs(bench::FrameBytes("A")) * kCount);
   return failures == 0 ? 0 : 2;
 }

@@ -19,4 +19,16 @@ inline void PrintResult(const std::string& operation, double time_ms, double lin
   std::fflush(stdout);
 }
 
+// The benchmarks against a paced emulated reader over a pty: the pty hands each request over at once, so
+// besides the ratio to both directions the one that tells is the ratio to the replies alone.
+inline void PrintPacedResult(const std::string& operation, double time_ms, double line_ms, double reply_ms) {
+  std::printf("  reply direction alone needs %.1f ms on the line: ratio %.3f\n", reply_ms,
+              time_ms / reply_ms);
+  char note[160];
+  std::snprintf(note, sizeof note,
+                "a pty passes requests at once: the replies alone need %.1f ms, ratio %.3f", reply_ms,
+                time_ms / reply_ms);
+  PrintResult(operation, time_ms, line_ms, 0, time_ms / line_ms, note);
+}
+
 }  // namespace bench

@@ -12,18 +12,7 @@ build=${MSR_FUZZ_BUILD_DIR:-$top/build-fuzz}
 corpus=$top/tests/fuzz/corpus
 
 # libFuzzer and the sanitizer run-times come with clang; the platform layer needs libudev's headers.
-packages=(clang libclang-rt-14-dev cmake make pkg-config libudev-dev)
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if ((${#missing[@]})); then
-  echo "Installing: ${missing[*]}"
-  sudo_cmd=()
-  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  "${sudo_cmd[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
-fi
+"$top/scripts/install-deps.sh" clang libclang-rt-14-dev cmake make pkg-config libudev-dev
 
 if (($#)); then
   targets=("$@")

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need. Safe to run again: it only calls apt-get
-# when a package is missing.
+# Installs the Debian packages the build and the tests need, or the packages named as arguments (the
+# scripts that need more than the build does). Safe to run again: it only calls apt-get when a package is
+# missing.
+#   scripts/install-deps.sh [PACKAGE...]
 set -euo pipefail
 
 packages=(
@@ -10,6 +12,7 @@ packages=(
   qt6-base-dev                # Qt 6 Widgets (the window) and Qt Test; its offscreen platform runs the GUI tests
   libudev-dev                 # udev's device events: the window follows serial adapters plugged in and pulled out
 )
+(($#)) && packages=("$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -11,17 +11,7 @@ picture=${2:-$top/docs/screenshot.png}
 
 # Only this script needs a virtual display, a key presser and a way to save the screen; they are not part
 # of the build's dependencies.
-tools=()
-command -v Xvfb >/dev/null || tools+=(xvfb)
-command -v xdotool >/dev/null || tools+=(xdotool)
-command -v import >/dev/null || tools+=(imagemagick)
-command -v fc-list >/dev/null && fc-list | grep -q . || tools+=(fonts-dejavu-core)
-if ((${#tools[@]})); then
-  sudo_cmd=()
-  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
-  "${sudo_cmd[@]}" apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${tools[@]}"
-fi
+"$top/scripts/install-deps.sh" xvfb xdotool imagemagick fonts-dejavu-core
 
 if [ ! -f "$build/CMakeCache.txt" ]; then
   "$top/scripts/install-deps.sh"
