@@ -310,7 +310,10 @@ void TermiosSerialControl::OnReady(unsigned conditions) {
   if (got_data && r_threshold_ > 0 && input_.size() >= static_cast<size_t>(r_threshold_)) {
     if (!Raise(kCommEvReceive, generation)) return;
   }
-  if (line_errors > 0 && !Raise(kCommEventFrame, generation)) return;
+  // The last bytes of a line that is going away are often garbled by the unplugging itself: reported as
+  // a framing error, they would make the owner restart a port that no longer exists instead of learning
+  // that its device is gone.
+  if (alive && line_errors > 0 && !Raise(kCommEventFrame, generation)) return;
   if (overrun && !Raise(kCommEventOverrun, generation)) return;
   if (buffer_overrun && !Raise(kCommEventRxOver, generation)) return;
   if (!alive) {
