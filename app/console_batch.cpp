@@ -150,7 +150,13 @@ class ConsoleRun {
     }
     const std::string folder = platform::Join(platform::ProgramDir(), "Default");
     std::string alias;
-    if (!AliasNames::GetAliasName(engine_, alias)) alias.clear();
+    // Without the alias the model's file would be a guess, and a customer's reader would silently get
+    // the factory configuration; an unattended run stops instead, as when the registers cannot be read.
+    if (!AliasNames::GetAliasName(engine_, alias)) {
+      result = kReadFailed;
+      out_.Line("Read alias name fail");
+      return false;
+    }
     // The alias names a customer's own configuration; then the whole identification, then its model part,
     // since a reader reports further fields after the model ("KRD36AR,3TRACK,UART").
     for (const std::string& name : {alias, identification_, ModelNameOf(identification_)}) {

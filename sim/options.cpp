@@ -199,6 +199,8 @@ const std::vector<ReaderOption>& ReaderOptions() {
        [](ReaderArgs& r, const std::string& v) { return ReadPercent(v, r.config.not_ready_percent); }},
       {"--refuse-writes", "REGS",
        [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.refused_writes); }},
+      {"--refuse-reads", "REGS",
+       [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.refused_reads); }},
       {"--ignore-writes", "REGS",
        [](ReaderArgs& r, const std::string& v) { return ReadRegisterSet(v, r.config.ignored_writes); }},
       {"--dump-bytes", "N",
@@ -392,6 +394,7 @@ Faults
   --bad-checksum-every N  spoil the checksum digits of every Nth reply that carries them ("B")
   --not-ready K         answer "N" to the first K polls ("D")
   --refuse-writes REGS  answer "E3" to writes of these registers (comma list or "all")
+  --refuse-reads REGS   answer "E3" to reads of these registers ("B")
   --ignore-writes REGS  answer "A" to writes of these registers but keep the old value
   --dump-bytes N        send only the first N bytes of the dump ("Y")
   --silent              answer nothing at all
@@ -416,7 +419,7 @@ Other
   -h, --help            show this help and exit
 
 Error replies: "E1" checksum wrong or missing, "E2" unknown command or malformed request,
-"E3" write refused.
+"E3" access refused.
 
 Registers and numbers: decimal or 0x-prefixed hexadecimal (REG, REGS, N); HEX is hexadecimal.
 Every option also takes its value as --option=value.

@@ -80,6 +80,7 @@ struct ReaderConfig {
   int bad_checksum_every = 0;  // every Nth reply that carries checksum digits carries wrong ones
   int not_ready_polls = 0;     // the first K polls ("D", "D"xx) are answered "N"
   RegisterSet refused_writes;  // writes answered with the error "E3", value kept
+  RegisterSet refused_reads;   // reads answered with the error "E3"
   RegisterSet ignored_writes;  // writes answered "A" but the value is kept
   int dump_bytes = -1;         // the dump stops after this many bytes; -1: the whole image
   bool silent = false;         // no replies at all (the requests are still counted and logged)

@@ -142,7 +142,12 @@ ReaderCore::Reply ReaderCore::Answer(const std::string& request) {
                            dice_.Roll(config_.not_ready_percent);
     reply.text = not_ready ? "N" : "A," + config_.identification;
   } else if (command == 'B' && request.size() == 3 && ParseHexByte(request.substr(1))) {
-    const std::string text = "A" + HexByte(registers_[*ParseHexByte(request.substr(1))]);
+    const uint8_t reg = *ParseHexByte(request.substr(1));
+    if (config_.refused_reads.Contains(reg)) {
+      reply.text = kErrorRefused;
+      return reply;
+    }
+    const std::string text = "A" + HexByte(registers_[reg]);
     reply.text = text + HexByte(Checksum(text));
     reply.has_checksum = true;
   } else if (command == 'C') {

@@ -18,7 +18,7 @@ namespace msrsim {
 // Error replies. None starts with "A" (acknowledged) or "N" (not ready), so a host reads them as errors.
 inline constexpr const char* kErrorChecksum = "E1";  // checksum digits wrong or missing
 inline constexpr const char* kErrorCommand = "E2";   // unknown command or malformed arguments
-inline constexpr const char* kErrorRefused = "E3";   // the register refuses writes
+inline constexpr const char* kErrorRefused = "E3";   // the register refuses the access
 
 // What happened to a transaction's reply on the way to the host.
 enum class ReplyFate {

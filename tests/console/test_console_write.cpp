@@ -75,6 +75,23 @@ TEST(ConsoleWrite, DefaultFileIsFoundByTheReadersAliasElseByItsModel) {
   EXPECT_EQ(HexOf(shop->Registers()), HexOf(Changed(FactoryImage("SHOP-1"), {0x30})));
 }
 
+// A reply lost on the production line must not turn a customer's default file into the factory one.
+TEST(ConsoleWrite, DefaultFileIsNotGuessedWhenTheReadersAliasCannotBeRead) {
+  ConsoleBench bench;
+  msrsim::ReaderConfig config = Reader(Changed(FactoryImage("SHOP-1"), {0x10}));
+  config.refused_reads.registers = {0xE3};
+  msrsim::EmulatedReader* shop = bench.AddReader("COM6", config);
+  ASSERT_NE(shop, nullptr);
+  const msrsim::RegisterImage before = shop->Registers();
+  bench.WriteCfg("Default/ShopOne.ini", HexOf(Changed(FactoryImage(), {0x30})), "", "SHOP-1");
+
+  const RunResult run = bench.Run({"/WriteDefault", "/Port:COM6"});
+  EXPECT_EQ(run.exit_code, 4);
+  EXPECT_THAT(run.lines, ElementsAre("Read alias name fail", "Write file to device fail"));
+  EXPECT_EQ(WriteCount(*shop), 0u);
+  EXPECT_EQ(HexOf(shop->Registers()), HexOf(before));
+}
+
 TEST(ConsoleWrite, AutoScansEveryPortWhileWithoutPortTheRememberedOneIsOpened) {
   ConsoleBench bench;
   msrsim::EmulatedReader* com4 = bench.AddReader("COM4", Reader(FactoryImage()));
