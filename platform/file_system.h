@@ -3,6 +3,7 @@
 // its result (false, or an empty value) with the system's message in `error` when the caller asks for it.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,9 @@ bool WriteFileDurably(const std::string& target, const std::string& content, std
 // A live writer's file (locked until its rename) and anything that is not a regular file stay. True when
 // the file was removed.
 bool RemoveAbandonedFile(const std::string& path);
+// RemoveAbandonedFile for every file in `folder` whose name `is_temporary_name` accepts.
+void RemoveAbandonedFiles(const std::string& folder,
+                          const std::function<bool(const std::string& name)>& is_temporary_name);
 
 // Whether ReplaceFileDurably writes into an unnamed file first (the default). Off, it creates the temporary
 // name at once, as it must on file systems without unnamed files; tests turn it off to run that way too.

@@ -76,19 +76,17 @@ void RemoveAbandonedTempFiles(const std::string& full_file_name) {
   const std::string first = platform::BaseName(clsINIFile::TempFileName(full_file_name, 1));
   const std::string prefix = first.substr(0, first.size() - std::string("1).tmp").size());
   const std::string suffix = ").tmp";
-  std::string folder = platform::DirName(full_file_name);
-  if (folder.empty()) folder = ".";
+  const std::string folder = platform::DirName(full_file_name);
   const std::string own_name = platform::BaseName(full_file_name);
-  for (const std::string& name : platform::ListDirectory(folder, "*.tmp")) {
+  platform::RemoveAbandonedFiles(folder.empty() ? "." : folder, [&](const std::string& name) {
     if (name == own_name || name.size() <= prefix.size() + suffix.size() ||
         name.compare(0, prefix.size(), prefix) != 0 ||
         name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
-      continue;
+      return false;
     }
     const std::string number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
-    if (number.find_first_not_of("0123456789") != std::string::npos) continue;
-    platform::RemoveAbandonedFile(platform::Join(folder, name));
-  }
+    return number.find_first_not_of("0123456789") == std::string::npos;
+  });
 }
 
 }  // namespace

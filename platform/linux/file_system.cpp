@@ -335,15 +335,12 @@ bool ReplaceFileDurably(const std::string& temp_path, const std::string& target,
 bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error) {
   // "<name>.part<pid>-<n>": killed writers of this target leave such files; clear them out first.
   const std::string prefix = BaseName(target) + ".part";
-  const std::string folder = FolderOf(target);
-  for (const std::string& name : ListDirectory(folder, "*")) {
-    if (name.compare(0, prefix.size(), prefix) != 0) continue;
+  RemoveAbandonedFiles(FolderOf(target), [&prefix](const std::string& name) {
+    if (name.compare(0, prefix.size(), prefix) != 0) return false;
     const std::string rest = name.substr(prefix.size());
     const size_t dash = rest.find('-');
-    if (dash != std::string::npos && AllDigits(rest.substr(0, dash)) && AllDigits(rest.substr(dash + 1))) {
-      RemoveAbandonedFile(Join(folder, name));
-    }
-  }
+    return dash != std::string::npos && AllDigits(rest.substr(0, dash)) && AllDigits(rest.substr(dash + 1));
+  });
 
   std::string base = target + ".part" + std::to_string(getpid()) + "-";
   for (int n = 1; n < 1000; ++n) {
@@ -365,6 +362,13 @@ bool RemoveAbandonedFile(const std::string& path) {
   // another writer given the name to a new file. While the lock is held, nobody else can take this name.
   if (lstat(path.c_str(), &named) != 0 || !SameFile(opened, named)) return false;
   return unlink(path.c_str()) == 0;
+}
+
+void RemoveAbandonedFiles(const std::string& folder,
+                          const std::function<bool(const std::string& name)>& is_temporary_name) {
+  for (const std::string& name : ListDirectory(folder, "*")) {
+    if (is_temporary_name(name)) RemoveAbandonedFile(Join(folder, name));
+  }
 }
 
 void SetUnnamedTempFiles(bool allowed) {
