@@ -76,23 +76,11 @@ TEST(Controls, ADisabledContainerKeepsThePersonsInputFromItsChildren) {
   button.UserClick();
   EXPECT_EQ(clicks, 1);
   EXPECT_EQ(form.Find("txtPrefix"), &box);
-  EXPECT_EQ(std::string(box.TypeName()), "TextBox");
 }
 
-TEST(Controls, RichTextKeepsColouredRunsAndTabsKeepTheirState) {
-  RichTextView view("txtView");
-  view.Append("<STX>", 0xFF0000);
-  view.Append("AB", 0);
-  view.Append("C", 0);
-  ASSERT_EQ(view.Runs().size(), 2u);
-  EXPECT_EQ(view.Runs()[1].text, "ABC");
-  EXPECT_EQ(view.Text(), "<STX>ABC");
-  view.Clear();
-  EXPECT_EQ(view.Text(), "");
-
+TEST(Controls, ADisabledTabCannotBePickedAndAChangeTellsThePreviousTab) {
   TabControl tabs("SSTab1");
   tabs.SetTabs(3);
-  tabs.SetTabCaption(2, "PS/2 Keyboard");
   int previous = -1;
   tabs.OnClick = [&](int p) { previous = p; };
   tabs.SetTabEnabled(2, false);
@@ -100,18 +88,6 @@ TEST(Controls, RichTextKeepsColouredRunsAndTabsKeepTheirState) {
   EXPECT_EQ(tabs.Tab(), 0);
   tabs.SetTab(1);
   EXPECT_EQ(previous, 0);
-}
-
-TEST(Controls, FormRefusesToCloseWhenItsUnloadHandlerCancels) {
-  Form form("frmMain", "zk4100_MSR");
-  form.Show();
-  bool busy = true;
-  form.OnUnload = [&](bool& cancel) { cancel = busy; };
-  EXPECT_FALSE(form.RequestClose());
-  EXPECT_TRUE(form.Shown());
-  busy = false;
-  EXPECT_TRUE(form.RequestClose());
-  EXPECT_FALSE(form.Shown());
 }
 
 TEST(Controls, DeleteRemovesTheSelectionOrTheNextCharacterWithoutKeyPress) {

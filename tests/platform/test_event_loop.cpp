@@ -78,14 +78,4 @@ TEST(EventLoop, PostFromAnotherThreadWakesAndRunsQuit) {
   other.join();
 }
 
-TEST(EventLoop, TickCounterWrapsThroughNegativeValues) {
-  const int32_t before = platform::GetTickCount();
-  platform::SetTickBiasForTesting(0x7FFFFFFFu - static_cast<uint32_t>(before) - 5u);
-  const int32_t near_max = platform::GetTickCount();
-  EXPECT_GT(near_max, 0x7FFFFFFF - 1000);
-  platform::SleepMs(20);
-  EXPECT_LT(platform::GetTickCount(), 0);  // passed 0x7FFFFFFF into the negative half
-  platform::SetTickBiasForTesting(0);
-}
-
 }  // namespace
