@@ -21,7 +21,6 @@ TEST(clsTimeout, ElapsedAcrossEveryKindOfCounterWrap) {
 
 TEST(clsTimeout, FreshObjectIsExpiredAndAStartedOneRunsItsPeriod) {
   clsTimeout t;
-  EXPECT_EQ(t.Timeout(), 1000);
   EXPECT_TRUE(t.IsTimeout());
 
   t.SetTimeout(40);
