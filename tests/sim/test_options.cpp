@@ -194,10 +194,6 @@ TEST(CommandLine, ImageComesFromCfgOrFillAndTheRateFollowsIt) {
   EXPECT_EQ(config.registers[0x01], 3);
   EXPECT_EQ(config.registers[kAliasFirst], 0xFF);
   EXPECT_EQ(config.line_rate, 9600u);
-
-  ASSERT_TRUE(Parse({"--cfg", dir.File("none.cfg")}, options, error));
-  EXPECT_FALSE(BuildReaderConfig(options.readers[0], config, error));
-  EXPECT_THAT(error, HasSubstr("none.cfg"));
 }
 
 }  // namespace
