@@ -41,12 +41,6 @@ Bytes Frame(std::string_view text) {
   return out;
 }
 
-Bytes FrameWithChecksum(std::string_view text) {
-  std::string with_digits(text);
-  with_digits += HexByte(Checksum(text));
-  return Frame(with_digits);
-}
-
 std::vector<std::string> FrameReader::Feed(const uint8_t* data, size_t size) {
   std::vector<std::string> frames;
   for (size_t i = 0; i < size; ++i) {

@@ -26,8 +26,6 @@ std::optional<uint8_t> ParseHexByte(std::string_view digits);
 
 // STX, text, CR.
 Bytes Frame(std::string_view text);
-// STX, text, its checksum digits, CR.
-Bytes FrameWithChecksum(std::string_view text);
 
 // Assembles request frames from the bytes the host sends, however they are split over reads.
 //   - Bytes before an STX are line noise and are skipped.
