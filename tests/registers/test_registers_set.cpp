@@ -47,9 +47,6 @@ struct FakeReader {
 TEST(RegisterSet, DefaultMaskRowsAndMarks) {
   clsRegisters set;
   EXPECT_EQ(set.ValidMask(), clsRegisters::GetDefaultMask());
-  const std::pair<int, int> masks[] = {{0x07, 0xFF}, {0x08, 0},    {0x13, 0xFF}, {0x14, 0xF0}, {0x15, 0},
-                                       {0x33, 0x1F}, {0x35, 0x1F}, {0x3A, 0xFF}, {0x3B, 0},    {0x79, 0xFF}};
-  for (const auto& [address, mask] : masks) EXPECT_EQ(set.UseMask(address), mask) << address;
   size_t valid = 0, marked = 0;
   for (int a = 0; a < 256; ++a) {
     bool never_used = (a >= 0x20 && a <= 0x2F) || a >= 0xD0;
