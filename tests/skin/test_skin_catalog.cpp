@@ -74,7 +74,8 @@ TEST(SkinCatalog, RegisterImagesMustHoldExactly256Bytes) {
       << "blanks between digits are ignored";
   EXPECT_EQ(bytes[0], 0x01);
   EXPECT_EQ(bytes[1], 0xAB);
-  for (const std::string& bad : {Hex("00") + "00", Hex("00").substr(1), Hex("00").substr(2) + "0x"}) {
+  for (const std::string& bad :
+       {std::string(" "), Hex("00") + "00", Hex("00").substr(1), Hex("00").substr(2) + "0x"}) {
     EXPECT_FALSE(RegisterImageFromHex(bad, bytes)) << bad.size();
   }
   EXPECT_EQ(bytes[0], 0x01) << "a failed conversion changes nothing";

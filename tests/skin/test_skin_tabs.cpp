@@ -5,23 +5,18 @@
 
 namespace {
 
+// The captions and ports of the tabs below are not repeated here; these are the cases they leave out.
 TEST(SkinTabs, TheFirstConnectionWordOfACaptionDecides) {
-  EXPECT_EQ(ConnectionOfCaption("RS232"), SkinConnection::kSerial);
   EXPECT_EQ(ConnectionOfCaption("uart settings"), SkinConnection::kSerial);
   EXPECT_EQ(ConnectionOfCaption("COM port"), SkinConnection::kSerial);
-  EXPECT_EQ(ConnectionOfCaption("PS/2 Keyboard"), SkinConnection::kKeyboard);
   EXPECT_EQ(ConnectionOfCaption("ps/2"), SkinConnection::kKeyboard);
-  EXPECT_EQ(ConnectionOfCaption("USB HID"), SkinConnection::kHid);
   // Words are tried in a fixed order, not by their place in the caption.
   EXPECT_EQ(ConnectionOfCaption("Keyboard or RS232"), SkinConnection::kSerial);
   EXPECT_EQ(ConnectionOfCaption("HID keyboard"), SkinConnection::kKeyboard);
   // "Communication" begins with "COM" but names no port.
   EXPECT_EQ(ConnectionOfCaption("Communication"), SkinConnection::kNone);
-  EXPECT_EQ(ConnectionOfCaption("Tracks"), SkinConnection::kNone);
 
-  EXPECT_EQ(ConnectionOfPort("COM4"), SkinConnection::kSerial);
   EXPECT_EQ(ConnectionOfPort("com12"), SkinConnection::kSerial);
-  EXPECT_EQ(ConnectionOfPort("PS/2"), SkinConnection::kKeyboard);
   EXPECT_EQ(ConnectionOfPort("HID1"), SkinConnection::kHid);
   EXPECT_EQ(ConnectionOfPort("/dev/ttyS0"), SkinConnection::kNone);
 }
