@@ -39,6 +39,16 @@ class Workflows : public app_test::WindowTest {
     EXPECT_TRUE(window->ucGNet.PortOpen());
     return reader;
   }
+  // The register writes ("C" requests, their first `width` characters) since request `from`.
+  static std::vector<std::string> WritesSince(const msrsim::EmulatedReader& reader, size_t from,
+                                              size_t width) {
+    std::vector<std::string> writes;
+    const std::vector<std::string> requests = reader.Requests();
+    for (size_t i = from; i < requests.size(); ++i) {
+      if (requests[i][0] == 'C') writes.push_back(requests[i].substr(0, width));
+    }
+    return writes;
+  }
 };
 
 TEST_F(Workflows, ReadFindsTheReaderFirstAndWriteInCacheModeSendsOnlyWhatChanged) {
@@ -56,12 +66,7 @@ TEST_F(Workflows, ReadFindsTheReaderFirstAndWriteInCacheModeSendsOnlyWhatChanged
   const size_t before = reader->TransactionCount();
   w.cmdWrite.UserClick();
   EXPECT_EQ(ColourOf("Write OK!"), kBlue);
-  std::vector<std::string> writes;
-  const std::vector<std::string> requests = reader->Requests();
-  for (size_t i = before; i < requests.size(); ++i) {
-    if (requests[i][0] == 'C') writes.push_back(requests[i].substr(0, 6));
-  }
-  EXPECT_EQ(writes, std::vector<std::string>{"C32,02"});
+  EXPECT_EQ(WritesSince(*reader, before, 6), std::vector<std::string>{"C32,02"});
   EXPECT_EQ(reader->Register(kLed), 2);
 }
 
@@ -80,12 +85,7 @@ TEST_F(Workflows, ANewBaudRateIsWrittenLastAndTheProgramFollowsTheReader) {
   const size_t before = reader->TransactionCount();
   w.cmdWrite.UserClick();
   EXPECT_EQ(ColourOf("Write OK!"), kBlue) << w.txtView.Text();
-  std::vector<std::string> writes;
-  const std::vector<std::string> requests = reader->Requests();
-  for (size_t i = before; i < requests.size(); ++i) {
-    if (requests[i][0] == 'C') writes.push_back(requests[i].substr(0, 3));
-  }
-  EXPECT_EQ(writes, (std::vector<std::string>{"C32", "C01"}));  // the line setting went last
+  EXPECT_EQ(WritesSince(*reader, before, 3), (std::vector<std::string>{"C32", "C01"}));  // line setting last
   EXPECT_EQ(reader->Register(kLed), 2);
   EXPECT_EQ(reader->LineRate(), 9600);
   EXPECT_EQ(w.ucGNet.Settings().rfind("9600,", 0), 0u) << w.ucGNet.Settings();
