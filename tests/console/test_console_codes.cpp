@@ -40,7 +40,6 @@ std::vector<std::string> ReadThen(const std::vector<std::string>& rest) {
 const std::vector<std::string> kWrittenAndChecked =
     ReadThen({"Write 0x20 registers OK", "Write 0x30 registers OK", "Check registers...",
               "Check registers OK", "Write file to device OK"});
-const std::vector<std::string> kNoRegisters = {"Can't read registers from the file", kFail};
 
 const CodeCase kCases[] = {
     {.name = "WrittenAndChecked", .lines = kWrittenAndChecked},
@@ -88,19 +87,11 @@ const CodeCase kCases[] = {
      .args = {"/WriteFile:/tmp", "/Port:COM5"},
      .exit_code = 255,
      .lines = {"Can't open file", kFail}},
-    {.name = "EmptyRegisters", .registers = " ", .exit_code = 255, .lines = kNoRegisters},
+    // One bad image stands for all: one routine judges images, and the skin catalogue's tests try each kind.
     {.name = "RegistersOneByteShort",
      .registers = std::string(510, '0'),
      .exit_code = 255,
-     .lines = kNoRegisters},
-    {.name = "RegistersOneByteLong",
-     .registers = std::string(514, '0'),
-     .exit_code = 255,
-     .lines = kNoRegisters},
-    {.name = "RegistersNotHexadecimal",
-     .registers = "0G" + std::string(510, '0'),
-     .exit_code = 255,
-     .lines = kNoRegisters},
+     .lines = {"Can't read registers from the file", kFail}},
     {.name = "NoDefaultFileForTheModel",
      .identification = "KRD99P,2TRACK",
      .args = {"/WriteDefault", "/Port:COM5"},
