@@ -6,30 +6,16 @@
 #include "platform/event_loop.h"
 #include "platform/ui_services.h"
 #include "sim/register_file.h"
+#include "tests/support/program_folder.h"
 
 namespace app_test {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-fs::path BuildDir() {
-  const char* dir = std::getenv("MSR_BUILD_DIR");
-  if (dir == nullptr) ADD_FAILURE() << "MSR_BUILD_DIR is not set; run the tests through CTest";
-  return dir == nullptr ? fs::path() : fs::path(dir);
-}
-
-}  // namespace
+using test_support::BuildDir;
 
 ProgramFolder::ProgramFolder() {
-  const fs::path here = path();
-  std::error_code error;
-  fs::create_directory(here / "Skin", error);
-  for (const fs::directory_entry& entry : fs::directory_iterator(BuildDir() / "Skin", error)) {
-    fs::create_symlink(entry.path(), here / "Skin" / entry.path().filename(), error);
-  }
-  fs::copy(BuildDir() / "Default", here / "Default", fs::copy_options::recursive, error);
-  fs::copy_file(BuildDir() / "Trakset.ini", here / "Trakset.ini", error);
+  test_support::LayOutProgramFolder(path());
   Write("AliasName.ini", "[General]\nAliasEnable = TRUE\n");
 }
 
@@ -42,7 +28,7 @@ void ProgramFolder::Write(const std::string& relative_path, const std::string& c
 msrsim::ReaderConfig FactoryReader(const std::string& identification, const std::string& image_model) {
   msrsim::ReaderConfig config = test_support::SimReaders::Reader(identification);
   std::string error;
-  const fs::path file = BuildDir() / "Default" / (image_model + ".cfg");
+  const fs::path file = fs::path(BuildDir()) / "Default" / (image_model + ".cfg");
   if (!msrsim::LoadRegisterFile(file.string(), config.registers, error)) ADD_FAILURE() << error;
   return config;
 }

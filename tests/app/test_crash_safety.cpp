@@ -21,6 +21,7 @@
 #include "registers/clsRegisters.h"
 #include "tests/programs/rewrite_versions.h"
 #include "tests/support/child_process.h"
+#include "tests/support/program_folder.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -215,9 +216,7 @@ class CrashSafety : public ::testing::Test {
   }
 
   // Where CTest puts the test programs; computed before MSRCFG_HOME moves the program folder.
-  const std::string helper =
-      platform::GetEnvironment("MSR_BUILD_DIR", platform::DirName(platform::ProgramDir())) +
-      "/tests/msr_rewrite_loop";
+  const std::string helper = test_support::BuildDir() + "/tests/msr_rewrite_loop";
   TempDir root{"crash"};
   ScopedEnv program_home{"MSRCFG_HOME", root.File("program")};
   ScopedEnv config_home{"XDG_CONFIG_HOME", root.File("config")};

@@ -8,17 +8,15 @@
 
 #include "registers/register_files.h"
 #include "sim/register_file.h"
+#include "tests/support/program_folder.h"
 
 namespace console_test {
+
+using test_support::BuildDir;
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string BuildDir() {
-  const char* dir = std::getenv("MSR_BUILD_DIR");
-  return dir != nullptr ? dir : "";
-}
 
 std::string ShellQuoted(const std::string& text) {
   std::string quoted = "'";
@@ -29,17 +27,7 @@ std::string ShellQuoted(const std::string& text) {
 }  // namespace
 
 ConsoleBench::ConsoleBench() {
-  const fs::path build = BuildDir();
-  const fs::path program = program_.path();
-  std::error_code error;
-  fs::create_directory_symlink(build / "Skin", program / "Skin", error);
-  fs::create_directory(program / "Default", error);
-  for (const auto& entry : fs::directory_iterator(build / "Default", error)) {
-    fs::create_symlink(entry.path(), program / "Default" / entry.path().filename(), error);
-  }
-  for (const char* name : {"Trakset.ini", "AliasName.ini"})
-    fs::copy_file(build / name, program / name, error);
-  if (error) ADD_FAILURE() << "cannot lay out a program folder from MSR_BUILD_DIR: " << error.message();
+  test_support::LayOutProgramFolder(program_.path());
   WriteSettings();
 }
 

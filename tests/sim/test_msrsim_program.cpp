@@ -11,6 +11,7 @@
 #include "platform/paths.h"
 #include "sim/frame.h"
 #include "sim/register_file.h"
+#include "tests/support/program_folder.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -19,9 +20,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 std::string Program() {
-  const std::string dir =
-      platform::GetEnvironment("MSR_BUILD_DIR", platform::DirName(platform::ProgramDir()));
-  return platform::Join(dir, "msrsim");
+  return platform::Join(test_support::BuildDir(), "msrsim");
 }
 
 // Runs `script` with sh in `dir`, standard input from /dev/null; returns the exit code the script wrote

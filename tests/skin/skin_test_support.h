@@ -7,15 +7,12 @@
 #include <string>
 
 #include "platform/file_system.h"
-#include "platform/paths.h"
 #include "platform/shared_library.h"
+#include "tests/support/program_folder.h"
 
 namespace skin_test {
 
-// The build folder: MSR_BUILD_DIR, which CTest sets, or else the folder above this test program.
-inline std::string BuildDir() {
-  return platform::GetEnvironment("MSR_BUILD_DIR", platform::DirName(platform::ProgramDir()));
-}
+using test_support::BuildDir;
 
 // A test plug-in ("good", "not_a_skin", "wrong_version", "no_register", "no_contract", "refuses_query").
 inline std::string PluginPath(const std::string& variant) {

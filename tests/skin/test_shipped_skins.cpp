@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/file_system.h"
+#include "platform/paths.h"
 #include "registers/clsRegister.h"
 #include "registers/clsRegisters.h"
 #include "registers/register_files.h"

@@ -10,13 +10,13 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
-#include <filesystem>
 #include <set>
 
 #include "platform/clock.h"
 #include "registers/clsRegister.h"
 #include "registers/user_settings.h"
 #include "tests/gnet/sim_readers.h"
+#include "tests/support/program_folder.h"
 #include "ui/qt/msrcfg/main_window.h"
 #include "ui/qt/qt_event_loop.h"
 #include "ui/qt/text_codec.h"
@@ -24,7 +24,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using msrcfg_window::WindowGeometry;
 using test_support::SimReaders;
 using ui_qt::WidgetOf;
@@ -43,14 +42,7 @@ void Press(const platform::Control& button) {
 class Msrcfg : public ::testing::Test {
  protected:
   Msrcfg() {
-    const fs::path build = std::getenv("MSR_BUILD_DIR") ? std::getenv("MSR_BUILD_DIR") : "";
-    const fs::path here = program.path();
-    std::error_code error;
-    fs::create_directory(here / "Skin", error);
-    for (const fs::directory_entry& entry : fs::directory_iterator(build / "Skin", error))
-      fs::create_symlink(entry.path(), here / "Skin" / entry.path().filename(), error);
-    fs::copy(build / "Default", here / "Default", fs::copy_options::recursive, error);
-    fs::copy_file(build / "Trakset.ini", here / "Trakset.ini", error);
+    test_support::LayOutProgramFolder(program.path());
     program.WriteFile("AliasName.ini", "[General]\nAliasEnable = TRUE\n");
     platform::SetCurrentEventLoop(&loop);
   }
