@@ -110,7 +110,12 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
   identification_ = identification;
   model_name_ = ModelNameOf(identification);
   std::string device_alias;
-  if (!AliasNames::GetAliasName(ucGNet, device_alias)) device_alias.clear();
+  if (!AliasNames::GetAliasName(ucGNet, device_alias)) {
+    // The reader is then shown, skinned and listed by its model; the technician must know that a customer
+    // alias it may hold was not seen, before a Write puts the listed alias in its place.
+    device_alias.clear();
+    ShowMsg("Read Alias Name NG!", kRed);
+  }
   m_oAliasNames.LoadAliasList(model_name_, device_alias);
   const std::string version = ucGNet.GetVersion();
 

@@ -78,6 +78,15 @@ TEST_F(Discovery, AnAliasWithASkinOfItsOwnWinsOverTheModel) {
   EXPECT_TRUE(Shows("Found Shop-7"));
   EXPECT_TRUE(Shows("Load skin by alias name: Shop-7"));
   EXPECT_TRUE(Shows("Update Items Data OK"));
+  EXPECT_FALSE(Shows("Read Alias Name NG!"));
+
+  // The same reader with an alias it will not give up: its model decides, and the window says why.
+  config.refused_reads.registers = {0xE2};
+  ASSERT_NE(readers.Add("COM3", config), nullptr);
+  w.cmdAutoScan.UserClick();
+  EXPECT_EQ(ColourOf("Read Alias Name NG!"), kRed);
+  EXPECT_EQ(w.labProduct.Caption(), "KRD36AR,3TRACK,UART");
+  EXPECT_TRUE(Shows("Found KRD36AR,3TRACK,UART"));
 }
 
 TEST_F(Discovery, CancelDuringTheScanEndsItQuietly) {
