@@ -366,9 +366,16 @@ bool RemoveAbandonedFile(const std::string& path) {
 
 void RemoveAbandonedFiles(const std::string& folder,
                           const std::function<bool(const std::string& name)>& is_temporary_name) {
-  for (const std::string& name : ListDirectory(folder, "*")) {
-    if (is_temporary_name(name)) RemoveAbandonedFile(Join(folder, name));
+  // Every save runs this, in whatever folder the user saves into: only the names are looked at, so a large
+  // folder costs no stat per file. RemoveAbandonedFile refuses whatever is not a regular file.
+  DIR* dir = opendir(folder.c_str());
+  if (dir == nullptr) return;
+  std::vector<std::string> names;
+  while (dirent* entry = readdir(dir)) {
+    if (is_temporary_name(entry->d_name)) names.push_back(entry->d_name);
   }
+  closedir(dir);
+  for (const std::string& name : names) RemoveAbandonedFile(Join(folder, name));
 }
 
 void SetUnnamedTempFiles(bool allowed) {
