@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
+#include <limits>
+#include <type_traits>
 
 #include "sim/register_file.h"
 
@@ -14,7 +16,9 @@ namespace {
 
 // ---- value readers: each returns false for a text that is not a valid value ----
 
-bool ReadInt(const std::string& text, long long min, long long max, long long& value) {
+template <typename Int>
+bool ReadInt(const std::string& text, std::type_identity_t<Int> min, std::type_identity_t<Int> max,
+             Int& value) {
   if (text.empty()) return false;
   int base = 10;
   const char* begin = text.data();
@@ -109,15 +113,7 @@ bool ReadPercent(const std::string& text, double& percent) {
 }
 
 bool ReadSeed(const std::string& text, uint64_t& seed) {
-  std::string digits = text;
-  int base = 10;
-  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
-    digits = digits.substr(2);
-    base = 16;
-  }
-  if (digits.empty()) return false;
-  const auto [ptr, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), seed, base);
-  return ec == std::errc() && ptr == digits.data() + digits.size();
+  return ReadInt(text, 0, std::numeric_limits<uint64_t>::max(), seed);
 }
 
 // Seconds, fractions allowed ("0.5"), as milliseconds; at least 1 ms.
