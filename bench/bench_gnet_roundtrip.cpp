@@ -69,7 +69,7 @@ int main() {
   const double per_us = Median(samples);
   gnet.SetPortOpen(false);
 
-  const double line_us = (3 + 8) * 10 * 1e6 / 19200.0;  // request and reply bytes at 19200 baud
+  const double line_us = bench::LineMs(bench::FrameBytes("V") + bench::FrameBytes("A,1.00")) * 1000;
   std::printf("SendGNetCMD round trips over a pty, %d rounds, %d failed\n", kRounds, failures);
   std::printf("  round trips per second        %10.0f\n", rate);
   std::printf("  time per transaction (median) %10.1f us\n", per_us);

@@ -7,23 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "bench/result_line.h"
 #include "gnet/ucGNet.h"
 #include "platform/clock.h"
 #include "platform/serial_registry.h"
 #include "sim/emulated_reader.h"
 
 namespace bench {
-
-constexpr double kBaud = 19200;
-
-// Milliseconds that `bytes` take on the line.
-inline double LineMs(double bytes) {
-  return bytes * 10.0 * 1000.0 / kBaud;
-}
-
-inline double FrameBytes(const std::string& text) {
-  return static_cast<double>(text.size()) + 2;
-}  // STX, CR
 
 // A reader that sends at the line's byte time and answers without delay.
 inline msrsim::ReaderConfig PacedReader() {

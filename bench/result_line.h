@@ -4,13 +4,25 @@
 //   RESULT operation="256 GetRegister" time_ms=893.1 line_ms=1600.0 mandated_ms=0.0 ratio=0.558 note="..."
 //
 // time_ms is what was measured; line_ms what the bytes of both directions need on the line (10 bits a
-// byte at 19200 baud); mandated_ms the time-outs and quiet periods the protocol itself imposes; ratio the
-// benchmark's own comparison of the two. Texts must not hold double quotes.
+// byte at 19200 baud, LineMs below); mandated_ms the time-outs and quiet periods the protocol itself imposes;
+// ratio the benchmark's own comparison of the two. Texts must not hold double quotes.
 
 #include <cstdio>
 #include <string>
 
 namespace bench {
+
+constexpr double kBaud = 19200;
+
+// Milliseconds that `bytes` take on the line.
+inline double LineMs(double bytes) {
+  return bytes * 10.0 * 1000.0 / kBaud;
+}
+
+// A framed text on the line: STX, the text, CR.
+inline double FrameBytes(const std::string& text) {
+  return static_cast<double>(text.size()) + 2;
+}
 
 inline void PrintResult(const std::string& operation, double time_ms, double line_ms, double mandated_ms,
                         double ratio, const std::string& note = "") {
