@@ -17,6 +17,9 @@ constexpr const char* kSetOk = "Set Alias Name OK!";
 constexpr const char* kSetNg = "Set Alias Name NG!";
 constexpr const char* kEnableDefault = "FALSE";
 constexpr const char* kSelectItemDefault = "-1";
+constexpr const char* kDialogProcedure = "cmdAliasName_Click";
+// A failed write that gave no reason of its own.
+constexpr const char* kNoReason = "the file could not be written";
 
 bool EqualNoCase(const std::string& a, const std::string& b) {
   return register_text::Upper(a) == register_text::Upper(b);
@@ -99,34 +102,44 @@ std::string AliasNames::ReadPath() const {
   return platform::FileExists(user_file_) ? user_file_ : program_file_;
 }
 
-bool AliasNames::EnsureUserCopy() const {
+bool AliasNames::EnsureUserCopy(std::string& error) const {
   if (platform::FileExists(user_file_)) return true;
-  if (!platform::MakeDirectories(platform::DirName(user_file_))) return false;
-  if (platform::FileExists(program_file_)) return platform::CopyFile(program_file_, user_file_);
-  return platform::CreateEmptyFile(user_file_);
+  if (!platform::MakeDirectories(platform::DirName(user_file_), &error)) return false;
+  if (platform::FileExists(program_file_)) return platform::CopyFile(program_file_, user_file_, &error);
+  return platform::CreateEmptyFile(user_file_, &error);
 }
 
-bool AliasNames::SetValue(const std::string& key, const std::string& value, const std::string& section) {
+bool AliasNames::SetValue(const std::string& key, const std::string& value, const std::string& section,
+                          std::string& error) {
   if (!platform::FileExists(user_file_)) {
     clsINIFile program(program_file_);
     if (program.SetKeyValue(key, value, section)) return true;
-    if (!EnsureUserCopy()) return false;
+    if (!EnsureUserCopy(error)) return false;
   }
   clsINIFile user(user_file_);
-  return user.SetKeyValue(key, value, section);
+  if (user.SetKeyValue(key, value, section)) return true;
+  error = user.LastError();
+  return false;
 }
 
-bool AliasNames::DeleteValue(const std::string& key, const std::string& section) {
+bool AliasNames::DeleteValue(const std::string& key, const std::string& section, std::string& error) {
   if (!platform::FileExists(user_file_)) {
     clsINIFile program(program_file_);
     if (program.DeleteKey(key, section)) return true;
     std::string unused;
     // Nothing to remove is no reason to copy the file.
-    if (!program.GetKeyValue(key, unused, "", section)) return false;
-    if (!EnsureUserCopy()) return false;
+    if (!program.GetKeyValue(key, unused, "", section)) return true;
+    if (!EnsureUserCopy(error)) return false;
   }
   clsINIFile user(user_file_);
-  return user.DeleteKey(key, section);
+  if (user.DeleteKey(key, section)) return true;
+  error = user.LastError();
+  return false;
+}
+
+void AliasNames::ReportNotSaved(const char* procedure, const std::string& what, const std::string& error) {
+  view_.ShowMsg(std::string(procedure) + " - " + what + ": " + (error.empty() ? kNoReason : error),
+                terminal_colour::kRed);
 }
 
 bool AliasNames::Enabled() const {
@@ -164,8 +177,11 @@ void AliasNames::LoadAliasList(const std::string& model, const std::string& devi
   {
     clsINIFile ini(ReadPath());
     if (!SectionExists(ini, model)) {
-      SetValue(kSelectItemKey, kSelectItemDefault, model);
-      SetValue(std::string(kAliasKeyPrefix) + "0", kDefaultEntry, model);
+      std::string error;
+      if (!SetValue(kSelectItemKey, kSelectItemDefault, model, error) ||
+          !SetValue(std::string(kAliasKeyPrefix) + "0", kDefaultEntry, model, error)) {
+        ReportNotSaved("LoadAliasList", "the alias list of " + model + " is not saved", error);
+      }
     }
   }
   clsINIFile ini(ReadPath());  // the section may have gone to the per-user copy
@@ -213,7 +229,9 @@ bool AliasNames::WriteSelectedAlias(ucGNet& engine) {
   }
   view_.ShowMsg(kSetOk, terminal_colour::kBlue);
   clsINIFile ini(ReadPath());
-  if (SelectItemOf(ini, model_) != index) SetValue(kSelectItemKey, std::to_string(index), model_);
+  std::string error;
+  if (SelectItemOf(ini, model_) != index && !SetValue(kSelectItemKey, std::to_string(index), model_, error))
+    ReportNotSaved("WriteSelectedAlias", "the choice of \"" + cboAliasName_.Text() + "\" is not remembered", error);
   return true;
 }
 
@@ -231,7 +249,7 @@ void AliasNames::cmdAliasName_Click() {
     const std::string device_alias = device_alias_;
     LoadAliasList(model, device_alias);
   } catch (const std::exception& error) {
-    view_.ShowMsg(std::string("cmdAliasName_Click - ") + error.what(), terminal_colour::kRed);
+    view_.ShowMsg(std::string(kDialogProcedure) + " - " + error.what(), terminal_colour::kRed);
   }
 }
 
@@ -241,19 +259,23 @@ void AliasNames::ApplyDialogResult(const frmAliasName::Result& result, const std
   const std::string name = register_text::Trim(result.text).substr(0, kAliasLength);
   const bool is_default = opened_text == kDefaultEntry;
   const bool unchanged = name.empty() || name == opened_text;
+  std::string error;
   switch (result.button) {
     case frmAliasName::kAddNew: {
       if (unchanged) return;
       clsINIFile ini(ReadPath());
       const int number = HighestAliasNumber(KeysOf(ini, model_)) + 1;
-      SetValue(kAliasKeyPrefix + std::to_string(number), name, model_);
+      if (!SetValue(kAliasKeyPrefix + std::to_string(number), name, model_, error))
+        ReportNotSaved(kDialogProcedure, "alias \"" + name + "\" is not added", error);
       return;
     }
     case frmAliasName::kModify:
-      if (!is_default && !unchanged) SetValue(key, name, model_);
+      if (!is_default && !unchanged && !SetValue(key, name, model_, error))
+        ReportNotSaved(kDialogProcedure, "alias \"" + opened_text + "\" is not changed to \"" + name + "\"", error);
       return;
     case frmAliasName::kDelete:
-      if (!is_default) DeleteValue(key, model_);
+      if (!is_default && !DeleteValue(key, model_, error))
+        ReportNotSaved(kDialogProcedure, "alias \"" + opened_text + "\" is not deleted", error);
       return;
     default:
       return;

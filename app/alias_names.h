@@ -94,11 +94,15 @@ class AliasNames {
 
  private:
   // Writes key = value into `section`, falling back to the per-user copy when the program folder's file
-  // cannot be written. True when the value landed in one of them.
-  bool SetValue(const std::string& key, const std::string& value, const std::string& section);
-  bool DeleteValue(const std::string& key, const std::string& section);
+  // cannot be written. True when the value landed in one of them; else false with the reason in `error`.
+  bool SetValue(const std::string& key, const std::string& value, const std::string& section,
+                std::string& error);
+  // Removes the key the same way; a key that is not there counts as removed.
+  bool DeleteValue(const std::string& key, const std::string& section, std::string& error);
   // Makes the per-user copy (from the program folder's file) unless it exists; true when it does afterwards.
-  bool EnsureUserCopy() const;
+  bool EnsureUserCopy(std::string& error) const;
+  // A red "<procedure> - <what>: <reason>" line: the person's change did not reach the file.
+  void ReportNotSaved(const char* procedure, const std::string& what, const std::string& error);
   void ApplyDialogResult(const frmAliasName::Result& result, const std::string& opened_text,
                          const std::string& key);
 

@@ -4,8 +4,8 @@
 
 namespace {
 
-constexpr std::array<const char*, frmAliasName::kActionCount> kActionCaptions = {"Cancel", "Add New",
-                                                                                 "Modify", "Delete"};
+constexpr std::array<const char*, frmAliasName::kActionCount> kActionCaptions = {"&Cancel", "&Add New",
+                                                                                 "&Modify", "&Delete"};
 constexpr const char* kCaptionText = "Alias name (up to 16 characters):";
 constexpr const char* kDefaultCaptionText =
     "[DEFAULT] stands for no alias; it cannot be modified or deleted.";
@@ -36,6 +36,10 @@ frmAliasName::frmAliasName()
     cmdAction[i]->Move(kMargin + i * (kButtonWidth + kMargin), 66, kButtonWidth, kButtonHeight);
     cmdAction[i]->OnClick = [this, i] { cmdAction_Click(i); };
   }
+  // Enter adds the name typed: of the four actions it is the one that never overwrites or removes an
+  // entry, so a hasty Enter loses nothing. Escape leaves the list as it was.
+  cmdAction[kAddNew]->SetDefault(true);
+  cmdAction[kCancel]->SetCancel(true);
   Move(0, 0, kRowWidth + 2 * kMargin, 66 + kButtonHeight + kMargin);
   Hide();
 }

@@ -156,7 +156,6 @@ class frmMain {
   const std::string& ScanCommSettings() const { return scan_comm_settings_; }
   uint32_t StartTick() const { return start_tick_; }
   bool Unplugged() const { return unplugged_; }
-  bool RegistersRead() const { return registers_read_; }
   bool SkinLoaded() const { return skin_loaded_; }
   bool MultipleInterfaces() const { return multiple_interfaces_; }
   // What the last scan found: the identification ("KRD36AR,3TRACK,UART") and its model part.
@@ -212,13 +211,11 @@ class frmMain {
   void LockButtons();
   void UnlockButtons();
   enum class WorkflowKind { kRead, kWrite };
-  void RunWorkflow(const char* handler, const char* start_line, WorkflowKind kind,
+  // The frame every workflow shares; `ng_line` is its result when it is cancelled before its own steps.
+  void RunWorkflow(const char* handler, const char* start_line, const char* ng_line, WorkflowKind kind,
                    const std::function<void()>& own_steps);
-  void ReadStep();
-  void WriteStep();
-  void DefaultStep();
   std::string FindDefaultFile() const;
-  // The workflow's one result line, after "User Cancel" when the person or an unplugged reader ended it.
+  // The workflow's one result line.
   void ReportResult(bool ok, const char* ok_line, const char* ng_line);
   bool SetAliasWithReport(const std::string& alias);
 
@@ -256,7 +253,6 @@ class frmMain {
   SkinDefinition skin_definition_;
 
   // Workflows.
-  bool registers_read_ = false;
   bool test_mode_flag_ = false;
   int workflows_running_ = 0;
 };

@@ -70,16 +70,23 @@ bool frmMain::RunScan() {
 
   chkTestMode.SetEnabled(false);
   cmdAutoScan.SetEnabled(false);
-  // The pages keep their registers (a second scan of the same reader reuses them) but show nothing
-  // until the reader has been read again.
+  // The alias dialog is modal: opened now it would wait inside the scan's transaction.
+  cboAliasName.SetEnabled(false);
+  cmdAliasName.SetEnabled(false);
+  // The pages keep their registers (a second scan of the same model reuses them) but show nothing until
+  // the reader has been read again, and nothing they held may reach the reader now in front of the
+  // program: it may be another unit.
   m_oRegisters.ClearReadFlags();
+  m_oRegisters.ForgetBuffer();
   m_oRegisters.EmptyRegisters();
-  registers_read_ = false;
   ucGNet.SetGNetCancel(false);
   user_cancel_ = false;
   labAliasName.SetCaption("");
   ShowCancelOverPortList();
 
+  // Adapters plugged in since the list was filled, and COM names mapped in the settings file meanwhile
+  // (a pseudo-terminal announces nothing), are listed and scanned from now on.
+  RefillPortList();
   const bool fixed_port = cboPort.ListIndex() >= 1;
   std::string scan_port = fixed_port ? cboPort.Text() : port_;
   // The engine has no keep-alive switch of the keyboard port to clear: it serves no keyboard port yet.
@@ -139,10 +146,11 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
   multiple_interfaces_ = (!alias.empty() && IsInDeviceList(multiple_interfaces, alias, ",")) ||
                          IsInDeviceList(multiple_interfaces, model_name_, ",");
 
-  const bool reload = !skin_loaded_ || (model_name_ != loaded_skin_model_ && alias != loaded_skin_model_);
+  // The skin stays only for the same model under the same alias: an alias written or erased since names
+  // another skin (or the model's own again).
+  const bool reload = !skin_loaded_ || model_name_ != loaded_skin_model_ || alias != loaded_skin_alias_;
   if (!reload) {
     ShowMsg("Load skin OK!", kBlue);
-    m_oRegisters.Refresh();
   } else {
     loaded_skin_alias_ = alias;
     loaded_skin_model_ = model_name_;
@@ -158,18 +166,16 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
     }
     BindLoadedSkin();
     skin_loaded_ = true;
-    ShowMsg("Update Items Data...");
-    if (!ucGNet.GNetCancel()) {
-      const bool read = m_oRegisters.ReadRegisters();
-      // What did arrive is shown either way.
-      m_oRegisters.Refresh();
-      if (read) {
-        registers_read_ = true;
-        ShowMsg("Update Items Data OK");
-      } else {
-        ShowMsg("Update Items Data NG", kRed);
-      }
-    }
+  }
+  // The registers are read also when the skin stayed: the reader found may be another unit of the same
+  // model, and pages that kept the last unit's values would show them as this one's (and a Write with
+  // Cache ticked would put them into it).
+  ShowMsg("Update Items Data...");
+  if (!ucGNet.GNetCancel()) {
+    const bool read = m_oRegisters.ReadRegisters();
+    // What did arrive is shown either way.
+    m_oRegisters.Refresh();
+    ShowMsg(read ? "Update Items Data OK" : "Update Items Data NG", read ? terminal_colour::kBlack : kRed);
   }
   if (platform::TabControl* tabs = SkinObject() ? SkinObject()->SSTab() : nullptr) {
     if (multiple_interfaces_) {
@@ -249,8 +255,8 @@ void frmMain::FinishScan(bool found) {
 void frmMain::RestoreButtons() {
   SetConnectedState(ucGNet.PortOpen() && skin_loaded_);
   // Read and Default find a reader first when none is connected; the file buttons need only the pages.
-  for (platform::Control* control :
-       std::initializer_list<platform::Control*>{&cmdAutoScan, &chkTestMode, &cmdDefault, &cmdRead}) {
+  for (platform::Control* control : std::initializer_list<platform::Control*>{
+           &cmdAutoScan, &chkTestMode, &cmdDefault, &cmdRead, &cboAliasName, &cmdAliasName}) {
     control->SetEnabled(true);
   }
   if (skin_loaded_) {

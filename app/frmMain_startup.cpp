@@ -4,6 +4,7 @@
 #include "app/frmMain.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
+#include "platform/ui_services.h"
 #include "skin/load_plugin_skin.h"
 
 namespace {
@@ -94,7 +95,13 @@ void frmMain::Form_Unload(bool& cancel) {
     user.port = port_;
     user.baudrate = baudrate_;
     user.scan_port = cboPort.ListIndex();
-    app_settings::SaveUserSettings(user);
+    std::string error;
+    if (!app_settings::SaveUserSettings(user, &error)) {
+      // The terminal view goes with the window: the box is what the person will actually see.
+      ReportError("Form_Unload", "settings not saved: " + error);
+      platform::CurrentUi().MessageBox("The settings could not be saved:\n" + error, platform::kMbExclamation,
+                                       form_.Caption());
+    }
   });
 }
 

@@ -20,6 +20,10 @@ using terminal_colour::kRed;
 // The alias a KRD300 gets from Default when the person chose none: this product's own name.
 constexpr const char* kProductAlias = "zk4100_MSR";
 
+constexpr const char* kReadNg = "Read NG!";
+constexpr const char* kWriteNg = "Write NG!";
+constexpr const char* kDefaultNg = "Set Default NG!";
+
 // A number as the settings text wants it, from the text a list shows ("9600", "1.5"): its leading
 // number, written without a fraction when it has none.
 std::string NumberText(const std::string& shown) {
@@ -71,9 +75,9 @@ class InterfaceChoice {
 
 void frmMain::LockButtons() {
   ++workflows_running_;
-  for (platform::Control* control :
-       std::initializer_list<platform::Control*>{&cmdRead, &cmdWrite, &cmdDefault, &cmdOpen, &cmdSave,
-                                                 &cmdSaveHex, &cmdAutoScan, &chkTestMode, &cmdAliasName}) {
+  for (platform::Control* control : std::initializer_list<platform::Control*>{
+           &cmdRead, &cmdWrite, &cmdDefault, &cmdOpen, &cmdSave, &cmdSaveHex, &cmdAutoScan, &chkTestMode,
+           &cboAliasName, &cmdAliasName}) {
     control->SetEnabled(false);
   }
   ShowCancelOverPortList();
@@ -82,11 +86,10 @@ void frmMain::LockButtons() {
 void frmMain::UnlockButtons() {
   --workflows_running_;
   cmdCancel.SetVisible(false);
-  cmdAliasName.SetEnabled(true);
   RestoreButtons();
 }
 
-void frmMain::RunWorkflow(const char* handler, const char* start_line, WorkflowKind kind,
+void frmMain::RunWorkflow(const char* handler, const char* start_line, const char* ng_line, WorkflowKind kind,
                           const std::function<void()>& own_steps) {
   // The buttons are off while one runs; a click that slipped through is dropped.
   if (workflows_running_ > 0 || scan_counter_ > 0) return;
@@ -97,7 +100,7 @@ void frmMain::RunWorkflow(const char* handler, const char* start_line, WorkflowK
       // whole request, not only for the scan part of it.
       if (!ucGNet.PortOpen()) return;
       if (user_cancel_) {
-        ShowMsg("User Cancel", kBlue);
+        ReportResult(false, "", ng_line);
         return;
       }
     }
@@ -118,38 +121,39 @@ void frmMain::RunWorkflow(const char* handler, const char* start_line, WorkflowK
 }
 
 void frmMain::ReportResult(bool ok, const char* ok_line, const char* ng_line) {
-  if (!ok && user_cancel_) ShowMsg("User Cancel", kBlue);
+  // One result line, also for a cancelled run: a cancel is a failure of what was asked for, and a port
+  // pulled out has already said so in its own line.
   ShowMsg(ok ? ok_line : ng_line, ok ? kBlue : kRed);
 }
 
 void frmMain::cmdRead_Click() {
-  RunWorkflow("cmdRead_Click", "Begin Read Register...", WorkflowKind::kRead, [this] {
+  RunWorkflow("cmdRead_Click", "Begin Read Register...", kReadNg, WorkflowKind::kRead, [this] {
     const bool ok = m_oRegisters.ReadRegisters();
     m_oRegisters.Refresh();
-    if (ok) registers_read_ = true;
-    ReportResult(ok, "Read OK!", "Read NG!");
+    ReportResult(ok, "Read OK!", kReadNg);
   });
 }
 
 void frmMain::cmdWrite_Click() {
-  RunWorkflow("cmdWrite_Click", "Begin Write Register...", WorkflowKind::kWrite, [this] {
+  RunWorkflow("cmdWrite_Click", "Begin Write Register...", kWriteNg, WorkflowKind::kWrite, [this] {
+    // The interface register describes the line the reader answers on now; a file opened from a reader on
+    // another line must not move this one off it.
+    m_oRegisters.ForgetDisplayOnly();
     // The cached write sends only what differs from the reader's image, fetching that image first when
     // it is not at hand.
     const bool cached = chkCacheMode.Value() == platform::CheckBox::kChecked;
     const bool ok = cached ? m_oRegisters.WriteRegistersCached() : m_oRegisters.WriteRegisters();
+    m_oRegisters.Refresh();
     // The line settings went last; the alias and the identity that follow travel at the new ones.
     ApplySerialSettings();
-    if (ok) {
-      registers_read_ = true;
-      m_oAliasNames.WriteSelectedAlias(ucGNet);
-    }
-    ReportResult(ok, "Write OK!", "Write NG!");
+    if (ok) m_oAliasNames.WriteSelectedAlias(ucGNet);
+    ReportResult(ok, "Write OK!", kWriteNg);
     if (ucGNet.PortOpen()) RefreshIdentity();
   });
 }
 
 void frmMain::cmdDefault_Click() {
-  RunWorkflow("cmdDefault_Click", "Begin Write Register...", WorkflowKind::kWrite, [this] {
+  RunWorkflow("cmdDefault_Click", "Begin Write Register...", kDefaultNg, WorkflowKind::kWrite, [this] {
     const InterfaceChoice interface_choice(m_oRegisters, ucGNet.CommPort());
     const std::string file = FindDefaultFile();
     bool ok = false;
@@ -166,7 +170,6 @@ void frmMain::cmdDefault_Click() {
       if (!ucGNet.PortOpen()) ucGNet.SetPortOpen(true);
       ucGNet.SetGNetCancel(false);
       ok = m_oRegisters.WriteRegisters();
-      if (ok) registers_read_ = true;
       ApplySerialSettings();
     }
     if (!user_cancel_) {
@@ -180,7 +183,7 @@ void frmMain::cmdDefault_Click() {
       }
       RefreshIdentity();
     }
-    ReportResult(ok, "Set Default OK!", "Set Default NG!");
+    ReportResult(ok, "Set Default OK!", kDefaultNg);
   });
 }
 
@@ -243,5 +246,8 @@ void frmMain::cmdSaveHex_Click() {
 }
 
 void frmMain::cmdAliasName_Click() {
+  // The button is off while anything runs; a click that slipped through must not open a modal dialog
+  // inside a transaction's wait.
+  if (Busy()) return;
   m_oAliasNames.cmdAliasName_Click();
 }

@@ -261,6 +261,10 @@ int32_t clsMSComm::GetCommPortCount() {
     clsMSComm* port = nullptr;
     Request("Index", index, port);
     if (port == nullptr) break;
+    // A port object lists its ports once and then answers from that list; a count must see adapters
+    // plugged in or pulled out since, and names mapped in the settings file meanwhile, so each object
+    // lists afresh first.
+    port->GetCommPortCount();
     for (int32_t k = 0; k < kMaxNamesPerObject; ++k) {
       const std::string name = port->EnumCommPort(k);
       if (name.empty()) break;
@@ -270,10 +274,10 @@ int32_t clsMSComm::GetCommPortCount() {
   }
   enumerated_ = true;
   const std::string rest = joined.empty() ? std::string() : joined.substr(1);
-  if (!rest.empty()) {
-    port_names_ = comm::SplitText(rest, '\0');
-    port_count_ = static_cast<int32_t>(port_names_.size());
-  }
+  // A pass that finds nothing empties the table: the last adapter pulled out must leave the port list,
+  // not stay there for every scan to fail on.
+  port_names_ = rest.empty() ? std::vector<std::string>{} : comm::SplitText(rest, '\0');
+  port_count_ = static_cast<int32_t>(port_names_.size());
   return port_count_;
 }
 

@@ -401,6 +401,19 @@ void Form::Hide() {
   SetVisible(false);
 }
 
+bool Form::UserPressKey(int key_ascii) {
+  if (key_ascii != kKeyEnter && key_ascii != kKeyEscape) return false;
+  for (const auto& child : Children()) {
+    if (child->Kind() != ControlKind::kButton) continue;
+    auto& button = static_cast<Button&>(*child);
+    if (key_ascii == kKeyEnter ? button.IsDefault() : button.IsCancel()) {
+      button.UserClick();
+      return true;
+    }
+  }
+  return false;
+}
+
 bool Form::RequestClose() {
   bool cancel = false;
   if (OnUnload) OnUnload(cancel);

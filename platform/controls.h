@@ -30,6 +30,10 @@ const char* TypeNameOf(ControlKind kind);
 enum class ControlProperty { kEnabled, kVisible, kGeometry, kCaption, kText, kSelection, kItems, kValue,
                              kTabs, kAppended, kCleared, kFocus, kZOrder, kRange, kScrolledToEnd };
 
+// Key codes as KeyPress and UserPressKey carry them.
+constexpr int kKeyEnter = 13;
+constexpr int kKeyEscape = 27;
+
 class Control;
 
 // The on-screen side of a control. Its calls come after the state has changed.
@@ -137,11 +141,18 @@ class Button : public Control {
   void SetCaption(std::string caption);
   // The person clicked (or pressed it from the keyboard). Nothing happens while disabled or hidden.
   void UserClick();
+  // Enter anywhere in the form presses its default button, Escape its cancel button.
+  bool IsDefault() const { return default_; }
+  void SetDefault(bool is_default) { default_ = is_default; }
+  bool IsCancel() const { return cancel_; }
+  void SetCancel(bool is_cancel) { cancel_ = is_cancel; }
 
   std::function<void()> OnClick;
 
  private:
   std::string caption_;
+  bool default_ = false;
+  bool cancel_ = false;
 };
 
 class TextBox : public Control {
@@ -333,6 +344,9 @@ class Form : public Control {
   // counts from the next Show. Show itself never waits: the form's own code runs the loop until answered.
   bool Modal() const { return modal_; }
   void SetModal(bool modal) { modal_ = modal; }
+  // The person pressed Enter (13) or Escape (27) in the form, and no control took the key: the form's
+  // default or cancel button is pressed. False when the form has no such button.
+  bool UserPressKey(int key_ascii);
 
   // Set `cancel` to true to refuse closing.
   std::function<void(bool& cancel)> OnUnload;

@@ -77,7 +77,7 @@ clsRegisters::~clsRegisters() = default;
 
 void clsRegisters::CreateRegisterBuffer(int count) {
   auto size = static_cast<size_t>(std::max(count, 0));
-  for (auto* buffer : {&buffer_, &defaults_, &mask_, &flags_, &snapshot_}) buffer->assign(size, 0);
+  for (auto* buffer : {&buffer_, &defaults_, &mask_, &flags_, &snapshot_, &origin_}) buffer->assign(size, 0);
 }
 
 void clsRegisters::ClearRegisterBuffer() {
@@ -89,7 +89,9 @@ uint8_t clsRegisters::Register(int32_t address) const {
 }
 
 void clsRegisters::SetRegister(int32_t address, uint8_t value) {
-  if (InRange(address)) buffer_[static_cast<size_t>(address)] = value;
+  if (!InRange(address)) return;
+  buffer_[static_cast<size_t>(address)] = value;
+  SetOrigin(address, 0xFF);
 }
 
 bool clsRegisters::RegisterBit(int32_t address, int bit) const {
@@ -101,6 +103,7 @@ void clsRegisters::SetRegisterBit(int32_t address, int bit, bool set) {
   auto m = static_cast<uint8_t>(1u << bit);
   uint8_t& byte = buffer_[static_cast<size_t>(address)];
   byte = set ? static_cast<uint8_t>(byte | m) : static_cast<uint8_t>(byte & ~m);
+  SetOrigin(address, m);
 }
 
 uint64_t clsRegisters::RegisterLong(int32_t address, int count) const {
@@ -120,6 +123,7 @@ void clsRegisters::SetRegisterLong(int32_t address, int count, uint64_t value) {
   for (int64_t i = first; i < end; ++i) {
     int64_t shift = (count - 1 - i) * 8;
     buffer_[static_cast<size_t>(address + i)] = shift >= 64 ? 0 : static_cast<uint8_t>(value >> shift);
+    SetOrigin(static_cast<int32_t>(address + i), 0xFF);
   }
 }
 
@@ -142,12 +146,14 @@ void clsRegisters::SetRegisterString(int32_t address, int count, const std::stri
     auto index = static_cast<size_t>(i);
     buffer_[static_cast<size_t>(address + i)] =
         index < text.size() ? static_cast<uint8_t>(text[index]) : uint8_t{0xFF};
+    SetOrigin(static_cast<int32_t>(address + i), 0xFF);
   }
 }
 
 bool clsRegisters::SetRegisters(const std::vector<uint8_t>& bytes) {
   if (bytes.size() != buffer_.size()) return false;
   buffer_ = bytes;
+  std::fill(origin_.begin(), origin_.end(), 0xFF);
   return true;
 }
 
@@ -229,6 +235,36 @@ void clsRegisters::ClearReadFlags() {
   for (uint8_t& f : flags_) f &= static_cast<uint8_t>(~kReadFlag);
 }
 
+uint8_t clsRegisters::Origin(int32_t address) const {
+  return InRange(address) ? origin_[static_cast<size_t>(address)] : 0;
+}
+
+void clsRegisters::SetOrigin(int32_t address, uint8_t bits) {
+  if (InRange(address)) origin_[static_cast<size_t>(address)] |= bits;
+}
+
+void clsRegisters::ForgetBuffer() {
+  std::fill(origin_.begin(), origin_.end(), 0);
+}
+
+void clsRegisters::ForgetDisplayOnly() {
+  for (const auto& reg : registers_) {
+    if (!reg->DisplayOnly()) continue;
+    std::vector<int32_t> addresses = reg->AddressList();
+    if (addresses.empty()) addresses.push_back(reg->Register());
+    for (int32_t address : addresses) {
+      if (reg->DataType() == clsRegister::kDataBit) {
+        if (InRange(address) && reg->RegisterBit() >= 0 && reg->RegisterBit() <= 7)
+          origin_[static_cast<size_t>(address)] &= static_cast<uint8_t>(~(1u << reg->RegisterBit()));
+        continue;
+      }
+      for (int i = 0; i < std::max(1, reg->RegisterCount()); ++i) {
+        if (InRange(address + i)) origin_[static_cast<size_t>(address + i)] = 0;
+      }
+    }
+  }
+}
+
 // ---- device access ----
 
 bool clsRegisters::Attempt(const std::function<void(uint8_t&, bool&, int32_t)>& handler, uint8_t& value,
@@ -276,6 +312,7 @@ bool clsRegisters::ReadRegister(int32_t address) {
   uint8_t value = 0;
   if (!FetchByte(address, value)) return false;
   buffer_[static_cast<size_t>(address)] = value;
+  origin_[static_cast<size_t>(address)] = 0xFF;
   return true;
 }
 
@@ -311,7 +348,10 @@ bool clsRegisters::TakeDump(const std::string& data, bool into_buffer) {
     auto value = static_cast<uint8_t>(platform::hex_text::ValueOf(data.substr(i * 2, 2)));
     snapshot_[i] = value;
     flags_[i] |= kReadFlag;
-    if (into_buffer) buffer_[i] = value;
+    if (into_buffer) {
+      buffer_[i] = value;
+      origin_[i] = 0xFF;
+    }
   }
   return true;
 }
@@ -328,7 +368,10 @@ bool clsRegisters::FetchImage(bool into_buffer, double from, double to) {
     Progress(from + (to - from) * static_cast<double>(n + 1) / static_cast<double>(addresses.size()));
     uint8_t value = 0;
     if (!FetchByte(addresses[n], value)) return false;
-    if (into_buffer) buffer_[static_cast<size_t>(addresses[n])] = value;
+    if (into_buffer) {
+      buffer_[static_cast<size_t>(addresses[n])] = value;
+      origin_[static_cast<size_t>(addresses[n])] = 0xFF;
+    }
     ProcessEvents();
   }
   return true;
@@ -356,6 +399,21 @@ bool clsRegisters::WriteAll(bool skip_marked, bool snapshot_mode, double from, d
     auto i = static_cast<size_t>(address);
     if (skip_marked && (flags_[i] & kMarkedFlag)) continue;
     uint8_t mask = mask_[i];
+    const auto ours = static_cast<uint8_t>(mask & origin_[i]);
+    if (ours == 0) {
+      // Nothing here came from this reader or from the person: leave the reader's byte alone, and show
+      // it when it is known.
+      if (flags_[i] & kReadFlag) {
+        buffer_[i] = snapshot_[i];
+        origin_[i] = 0xFF;
+      }
+      continue;
+    }
+    if (ours != mask) {
+      // The bits without origin keep what the reader holds (FetchMergeBytes made sure it is known).
+      buffer_[i] = static_cast<uint8_t>((buffer_[i] & ours) | (snapshot_[i] & ~ours));
+      origin_[i] = 0xFF;
+    }
     // Bits no register owns always get their default value, so that a skin that does not know a bit
     // cannot leave a stale value in it.
     auto value = static_cast<uint8_t>((buffer_[i] & mask) | (defaults_[i] & ~mask));
@@ -375,11 +433,23 @@ bool clsRegisters::ReadRegisters() {
   return ok;
 }
 
+bool clsRegisters::FetchMergeBytes(bool skip_marked) {
+  for (int32_t a : ValidAddresses()) {
+    const auto i = static_cast<size_t>(a);
+    const auto ours = static_cast<uint8_t>(mask_[i] & origin_[i]);
+    if (ours == 0 || ours == mask_[i] || (flags_[i] & kReadFlag)) continue;
+    if (skip_marked && (flags_[i] & kMarkedFlag)) continue;
+    uint8_t value = 0;
+    if (!FetchByte(a, value)) return false;
+  }
+  return true;
+}
+
 bool clsRegisters::WriteRegisters(bool skip_marked) {
   if (busy_) return false;
   BusyScope busy(busy_);
   Progress(0);
-  bool ok = WriteAll(skip_marked, snapshot_mode_, 0, 1);
+  bool ok = FetchMergeBytes(skip_marked) && WriteAll(skip_marked, snapshot_mode_, 0, 1);
   Progress(1);
   return ok;
 }

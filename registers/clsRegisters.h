@@ -13,7 +13,10 @@
 //   flags byte     bit 0: the snapshot holds what the reader has (read from it, or written to it since);
 //                  bit 7: the mask was given as lower-case "ff" (callers may leave such addresses out
 //                  of a bulk write);
-//   snapshot byte  what the reader held when last read or written, for the cached write.
+//   snapshot byte  what the reader held when last read or written, for the cached write;
+//   origin byte    bit n set: bit n of the register byte came from the reader in front of the program
+//                  (read from it) or was set by the person, a file or the defaults. A bulk write sends
+//                  only such bits; the others keep the reader's own value.
 //
 // Multi-byte numbers (RegisterLong) are stored most significant byte first, at the lowest address. So a
 // number reads the same in the hexadecimal image of a .cfg file or the terminal view as in its text box:
@@ -96,6 +99,14 @@ class clsRegisters {
   void ClearMaskMap();
   uint8_t Flags(int32_t address) const;
   void ClearReadFlags();
+  // The bits of `address` that a write may send (see the origin byte above).
+  uint8_t Origin(int32_t address) const;
+  // Another reader may be in front of the program now: nothing in the buffer stands for it any more, so
+  // no write sends a byte of it until the byte is read, set or loaded again.
+  void ForgetBuffer();
+  // The bytes of display-only registers keep the reader's own value in the next write, whatever a file
+  // put there: they describe the line the reader is attached by, and writing another one can cut it off.
+  void ForgetDisplayOnly();
 
   // ---- modes ----
   // The bulk write skips bytes whose owned bits already hold, in the reader, what would be sent.
@@ -122,7 +133,9 @@ class clsRegisters {
   // not deliver, reads byte by byte and stops at the first byte that fails. OnProgress 0 first, 1 last.
   bool ReadRegisters();
   // Every address with a mask, in ascending order (the write-last addresses at the end): owned bits from
-  // the buffer, the others from the defaults. `skip_marked` leaves marked addresses out. Stops at the first byte that fails.
+  // the buffer, the others from the defaults. Owned bits without origin keep the reader's value (fetched
+  // first when not known); an address none of whose owned bits has an origin is not sent at all.
+  // `skip_marked` leaves marked addresses out. Stops at the first byte that fails.
   bool WriteRegisters(bool skip_marked = false);
   // The cached write: makes sure the snapshot holds the reader's image (fetching it when any address
   // with a mask has not been read, without touching the buffer) and then writes only what differs.
@@ -173,6 +186,10 @@ class clsRegisters {
   bool FetchImage(bool into_buffer, double from, double to);
   bool TakeDump(const std::string& data, bool into_buffer);
   bool WriteAll(bool skip_marked, bool snapshot_mode, double from, double to);
+  // Reads the reader's value of every address that a write must merge with it (some owned bits without
+  // origin) and whose value is not known yet.
+  bool FetchMergeBytes(bool skip_marked);
+  void SetOrigin(int32_t address, uint8_t bits);
   std::vector<int32_t> ValidAddresses() const;
   // ValidAddresses with the write-last addresses moved to the end.
   std::vector<int32_t> WriteOrder() const;
@@ -183,6 +200,7 @@ class clsRegisters {
   std::vector<uint8_t> mask_;
   std::vector<uint8_t> flags_;
   std::vector<uint8_t> snapshot_;
+  std::vector<uint8_t> origin_;
   bool snapshot_mode_ = false;
   bool allow_display_only_ = false;
   bool direct_register_ = false;

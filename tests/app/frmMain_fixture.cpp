@@ -53,6 +53,23 @@ int64_t WindowTest::ColourOf(const std::string& text) const {
   return -1;
 }
 
+int WindowTest::CountOf(const std::string& text) const {
+  int count = 0;
+  for (const platform::RichTextView::Run& run : window->txtView.Runs()) {
+    if (run.text.find(text) != std::string::npos) ++count;
+  }
+  return count;
+}
+
+void WindowTest::DuringTransfer(std::function<void()> act) {
+  // The set calls a copy of its handler, so the count lives outside it.
+  auto calls = std::make_shared<int>(0);
+  window->m_oRegisters.OnProgress = [progress = window->m_oRegisters.OnProgress, act, calls](double done) {
+    progress(done);
+    if (++*calls == 5) act();
+  };
+}
+
 bool WindowTest::PumpUntil(const std::function<bool()>& done, int timeout_ms) {
   const uint32_t start = platform::GetTickCount();
   while (!done() && platform::GetTickCount() - start < static_cast<uint32_t>(timeout_ms)) {

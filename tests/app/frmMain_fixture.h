@@ -38,8 +38,13 @@ class WindowTest : public ::testing::Test {
   bool Shows(const std::string& text) const { return window->txtView.Text().find(text) != std::string::npos; }
   // The colour of the first run holding `text`; -1 when none does.
   int64_t ColourOf(const std::string& text) const;
+  // How many runs of the terminal view hold `text`.
+  int CountOf(const std::string& text) const;
   // Runs the event loop until `done` holds or `timeout_ms` passed.
   static bool PumpUntil(const std::function<bool()>& done, int timeout_ms);
+  // Runs `act` once, between two registers of the window's next bulk transfer, as a click or a device
+  // notification arriving in the middle of it would.
+  void DuringTransfer(std::function<void()> act);
 
   ProgramFolder program;
   test_support::TempDir user_config{"app-user"};

@@ -112,6 +112,17 @@ TEST_F(Aliases, DialogAddsAboveTheHighestKeyModifiesAndDeletesButNeverTheDefault
   aliases.cmdAliasName_Click();
   EXPECT_EQ(Read(), expected);
   EXPECT_EQ(Entries(), (Texts{"[DEFAULT]", "Bank2", "Hotel-1234567890"}));
+
+  // From the keyboard: Escape leaves the list alone, Enter adds the name typed (never overwrites).
+  for (const int key : {platform::kKeyEscape, platform::kKeyEnter}) {
+    cboAliasName.UserSelect(1);
+    aliases.Dialog().OnShown = [key](frmAliasName& dialog) {
+      dialog.txtName.SetText("Cafe");
+      dialog.UserPressKey(key);
+    };
+    aliases.cmdAliasName_Click();
+  }
+  EXPECT_EQ(Entries(), (Texts{"[DEFAULT]", "Bank2", "Hotel-1234567890", "Cafe"}));
 }
 
 TEST_F(Aliases, TheDialogWaitsOnTheLoopAndAReadOnlyFileIsCopiedToTheUserFolder) {
@@ -137,6 +148,21 @@ TEST_F(Aliases, TheDialogWaitsOnTheLoopAndAReadOnlyFileIsCopiedToTheUserFolder) 
   user.WriteFile("zk4100_MSR/AliasName.ini", "[General]\nAliasPrefix = ZK-\n");
   EXPECT_EQ(aliases.DeviceAliasForSkin("BANK-7"), "ZK-BANK-7");
   EXPECT_EQ(aliases.DeviceAliasForSkin(""), "");
+}
+
+TEST_F(Aliases, AnEditThatCannotBeSavedSaysSoWithTheNameAndTheReason) {
+  Write(kHead + "Alias1 = Shop\n");
+  ASSERT_EQ(chmod(program.File("AliasName.ini").c_str(), 0444), 0);
+  user.WriteFile("zk4100_MSR", "a file where the user's folder should be");
+  aliases.LoadAliasList("KRD36AR", "");
+  Edit(1, frmAliasName::kAddNew, "Cafe");
+  Edit(1, frmAliasName::kDelete, "");
+  const std::string shown = txtView.Text();
+  EXPECT_NE(shown.find("cmdAliasName_Click - alias \"Cafe\" is not added: "), std::string::npos) << shown;
+  EXPECT_NE(shown.find("cmdAliasName_Click - alias \"Shop\" is not deleted: "), std::string::npos) << shown;
+  EXPECT_NE(shown.find("zk4100_MSR"), std::string::npos) << "the reason names the folder";
+  EXPECT_EQ(Entries(), (Texts{"[DEFAULT]", "Shop"}));
+  for (const auto& run : txtView.Runs()) EXPECT_EQ(run.colour, terminal_colour::kRed) << run.text;
 }
 
 TEST_F(Aliases, ReadsAndWritesTheReadersAliasArea) {

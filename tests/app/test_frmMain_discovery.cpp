@@ -36,10 +36,10 @@ TEST_F(Discovery, FindsTheReaderByItsModelAndFillsItsPages) {
   EXPECT_TRUE(w.cmdWrite.Enabled() && w.cmdAutoScan.Enabled() && !w.cmdCancel.Visible());
   EXPECT_TRUE(platform::HeadlessUi().messages.empty());
 
-  // The same reader again: the skin stays, the pages show what was read.
+  // The same reader again: the skin stays, the pages show what is read from it now.
   w.cmdAutoScan.UserClick();
   EXPECT_EQ(ColourOf("Load skin OK!"), kBlue);
-  EXPECT_FALSE(Shows("Update Items Data"));
+  EXPECT_TRUE(Shows("Update Items Data OK"));
   EXPECT_EQ(w.m_oRegisters.FindRegister("LED")->Text(), "Flash on read");
 }
 

@@ -21,15 +21,6 @@ constexpr uint8_t kLed = 0x32;
 
 class Workflows : public app_test::WindowTest {
  protected:
-  // Runs `act` once, between two registers of the next bulk transfer, as a click or a device notification
-  // arriving in the middle of it would. The set calls a copy of its handler, so the count lives outside.
-  void DuringTransfer(std::function<void()> act) {
-    auto calls = std::make_shared<int>(0);
-    window->m_oRegisters.OnProgress = [progress = window->m_oRegisters.OnProgress, act, calls](double done) {
-      progress(done);
-      if (++*calls == 5) act();
-    };
-  }
   // A reader found by a scan, whose dump stops short so that a read goes register by register.
   msrsim::EmulatedReader* FoundSlowReader() {
     msrsim::ReaderConfig config = FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR");
@@ -143,23 +134,29 @@ TEST_F(Workflows, DefaultOnAKrd300WithoutItsOwnFileUsesOthersAndNamesTheReader) 
   EXPECT_EQ(reader->Register(kLed), 1);  // from Others.cfg
 }
 
-TEST_F(Workflows, AReaderUnpluggedDuringARead) {
-  msrsim::EmulatedReader* reader = FoundSlowReader();
-  ASSERT_NE(reader, nullptr);
-  frmMain& w = *window;
-  DuringTransfer([&] {
-    reader->CloseLine();
-    w.OnSerialDeviceRemoval("COM3");
-  });
-  w.cmdRead.UserClick();
+TEST_F(Workflows, ACancelledOrUnpluggedReadEndsWithOneResultLine) {
+  for (const bool unplug : {false, true}) {
+    SCOPED_TRACE(unplug ? "unplugged" : "cancelled");
+    msrsim::EmulatedReader* reader = FoundSlowReader();
+    ASSERT_NE(reader, nullptr);
+    frmMain& w = *window;
+    w.txtView.Clear();
+    DuringTransfer([&] {
+      if (!unplug) return w.cmdCancel.UserClick();
+      reader->CloseLine();
+      w.OnSerialDeviceRemoval("COM3");
+    });
+    w.cmdRead.UserClick();
 
-  EXPECT_EQ(ColourOf("COM3 is removed!"), kRed);
-  EXPECT_EQ(ColourOf("User Cancel"), kBlue);
-  EXPECT_EQ(ColourOf("Read NG!"), kRed);
-  EXPECT_TRUE(w.Unplugged());
-  EXPECT_FALSE(w.ucGNet.PortOpen());
-  EXPECT_FALSE(w.SkinObject()->SSTab()->Enabled());  // the pages wait for the reader
-  EXPECT_TRUE(w.cmdRead.Enabled() && !w.cmdCancel.Visible());
+    EXPECT_EQ(CountOf("Read NG!"), 1);
+    EXPECT_EQ(ColourOf("Read NG!"), kRed);
+    EXPECT_FALSE(Shows("User Cancel") || Shows("Read OK!"));
+    EXPECT_EQ(ColourOf("COM3 is removed!"), unplug ? int64_t{kRed} : int64_t{-1});
+    EXPECT_EQ(w.Unplugged(), unplug);
+    EXPECT_EQ(w.ucGNet.PortOpen(), !unplug);
+    EXPECT_EQ(w.SkinObject()->SSTab()->Enabled(), !unplug);  // the pages wait for the reader
+    EXPECT_TRUE(w.cmdRead.Enabled() && !w.cmdCancel.Visible());
+  }
 }
 
 TEST_F(Workflows, CancelDuringTheScanPartOfAReadEndsTheWholeRead) {
@@ -169,7 +166,7 @@ TEST_F(Workflows, CancelDuringTheScanPartOfAReadEndsTheWholeRead) {
   frmMain& w = Open();
   DuringTransfer([&] { w.cmdCancel.UserClick(); });
   w.cmdRead.UserClick();
-  EXPECT_TRUE(Shows("User Cancel"));
+  EXPECT_EQ(CountOf("Read NG!"), 1);
   EXPECT_FALSE(Shows("Begin Read Register..."));
 }
 

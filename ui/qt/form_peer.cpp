@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
 
 #include "ui/qt/peers.h"
 #include "ui/qt/text_codec.h"
@@ -18,6 +19,16 @@ class FormPeer final : public PeerWidget<QWidget> {
   explicit FormPeer(platform::Form& form) : PeerWidget(form, nullptr) {}
 
  protected:
+  // Enter and Escape that no control took reach the form: its default or cancel button answers them.
+  void keyPressEvent(QKeyEvent* event) override {
+    auto* form = ModelAs<platform::Form>();
+    const int key = event->key() == Qt::Key_Escape                                    ? platform::kKeyEscape
+                    : (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) ? platform::kKeyEnter
+                                                                                      : 0;
+    if (form && key != 0 && event->modifiers() == Qt::NoModifier && form->UserPressKey(key)) return;
+    QWidget::keyPressEvent(event);
+  }
+
   void closeEvent(QCloseEvent* event) override {
     auto* form = ModelAs<platform::Form>();
     if (form && form->Shown() && !form->RequestClose()) {

@@ -48,6 +48,9 @@ class ButtonPeer final : public PeerWidget<QPushButton> {
   ButtonPeer(platform::Button& button, QWidget* parent) : PeerWidget(button, parent) {
     // Every button is reached with Tab as well as by its "&" mnemonic.
     setFocusPolicy(Qt::StrongFocus);
+    // Drawn as the button Enter presses; the form, not Qt, does the pressing.
+    setDefault(button.IsDefault());
+    setAutoDefault(false);
     connect(this, &QPushButton::clicked, [this] {
       if (auto* model = ModelAs<platform::Button>()) model->UserClick();
     });

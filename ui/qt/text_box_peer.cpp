@@ -47,7 +47,7 @@ class TextBoxPeer final : public PeerWidget<QLineEdit> {
     } else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter ||
                event->key() == Qt::Key_Escape) {
       // KeyPress sees Enter and Escape; the dialog's default and cancel buttons still get them.
-      box->UserType(event->key() == Qt::Key_Escape ? 27 : 13);
+      box->UserType(event->key() == Qt::Key_Escape ? platform::kKeyEscape : platform::kKeyEnter);
       event->ignore();
     } else if (IsTyping(*event)) {
       TypeText(event->text());
