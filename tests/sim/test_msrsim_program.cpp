@@ -45,10 +45,10 @@ TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   ASSERT_EQ(RunScript(dir_, "\"$MSRSIM\" --help > out; echo $? > rc"), 0);
   const std::string help = dir_.ReadFile("out");
   std::istringstream options(
-      "--reader --cfg --fill --alias --id --version-text --rate --device --register --pace --latency "
-      "--drop-every --bad-checksum-every --not-ready --refuse-writes --ignore-writes --dump-bytes --silent "
-      "--close-after --drop-percent --bad-checksum-percent --not-ready-percent --latency-max --seed "
-      "--save-cfg --swipe --swipe-every --log");
+      "--reader --cfg --fill --alias --id --version-text --rate --baud-register --baud-codes --device "
+      "--register --pace --latency --drop-every --bad-checksum-every --not-ready --refuse-writes "
+      "--refuse-reads --ignore-writes --dump-bytes --silent --close-after --drop-percent --bad-checksum-percent "
+      "--not-ready-percent --latency-max --seed --save-cfg --swipe --swipe-text --swipe-every --log");
   for (std::string option; options >> option;) EXPECT_THAT(help, HasSubstr(option));
 }
 
