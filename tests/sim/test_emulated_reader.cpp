@@ -27,13 +27,13 @@ std::string Framed(const std::string& text) {
 // control, listed as "COM"n by a user port map entry for the reader's path.
 class HostLine {
  public:
-  explicit HostLine(const std::string& path, uint32_t rate = 19200)
+  explicit HostLine(const std::string& path)
       : control_(platform::CreateSerialControl(&loop_)) {
     platform::SetUserPortMapSource([path] { return std::vector<platform::PortMapEntry>{{"COM42", path}}; });
     control_->SetCommPort(42);
     control_->SetInputMode(platform::kInputModeBinary);
     control_->SetRThreshold(1);
-    control_->SetSettings(std::to_string(rate) + ",N,8,1");
+    control_->SetSettings("19200,N,8,1");
   }
   ~HostLine() {
     control_->SetPortOpen(false);
@@ -83,13 +83,13 @@ class HostLine {
   std::string received_;
 };
 
-// A reader on a pty and a host that has opened it at `host_rate`.
+// A reader on a pty and a host that has opened it.
 struct Bench {
-  explicit Bench(ReaderConfig config = {}, uint32_t host_rate = 19200) : reader(std::move(config)) {
+  explicit Bench(ReaderConfig config = {}) : reader(std::move(config)) {
     std::string error;
     started = reader.Start(&error);
     EXPECT_TRUE(started) << error;
-    host = std::make_unique<HostLine>(reader.Path(), host_rate);
+    host = std::make_unique<HostLine>(reader.Path());
     EXPECT_TRUE(host->Open());
   }
   EmulatedReader reader;
@@ -127,16 +127,6 @@ TEST(EmulatedReader, ServesAHostOnAPtyAndKeepsTheLineAcrossReopens) {
   EXPECT_EQ(again.ReceiveFrame(), std::string(kDefaultSwipeText) + "\r");
   EXPECT_EQ(again.Receive(1), "\n");
   EXPECT_EQ(bench.reader.TransactionCount(), 5u);
-}
-
-// The host's speed is read from the line: one opened at another rate hears noise, never a frame.
-TEST(EmulatedReader, HostAtAnotherSpeedGetsNoiseWithoutAFrame) {
-  Bench bench(ReaderConfig{}, 9600);
-  ASSERT_TRUE(bench.started);
-  const std::string noise = bench.host->Ask("V", 200);
-  EXPECT_FALSE(noise.empty()) << "a real line delivers something";
-  EXPECT_EQ(noise.find('\002'), std::string::npos);
-  EXPECT_EQ(bench.reader.Transactions().at(0).fate, ReplyFate::kGarbled);
 }
 
 TEST(EmulatedReader, ClosesTheLineAfterNTransactionsAndOnRequest) {

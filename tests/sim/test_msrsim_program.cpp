@@ -45,10 +45,10 @@ TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   ASSERT_EQ(RunScript(dir_, "\"$MSRSIM\" --help > out; echo $? > rc"), 0);
   const std::string help = dir_.ReadFile("out");
   std::istringstream options(
-      "--reader --cfg --fill --alias --id --version-text --rate --device --register --pace --latency "
-      "--drop-every --bad-checksum-every --not-ready --refuse-writes --ignore-writes --dump-bytes --silent "
-      "--close-after --drop-percent --bad-checksum-percent --not-ready-percent --latency-max --seed "
-      "--save-cfg --swipe --swipe-every --log");
+      "--reader --cfg --fill --alias --id --version-text --rate --baud-register --baud-codes --device "
+      "--register --pace --latency --drop-every --bad-checksum-every --not-ready --refuse-writes "
+      "--refuse-reads --ignore-writes --dump-bytes --silent --close-after --drop-percent --bad-checksum-percent "
+      "--not-ready-percent --latency-max --seed --save-cfg --swipe --swipe-text --swipe-every --log");
   for (std::string option; options >> option;) EXPECT_THAT(help, HasSubstr(option));
 }
 
@@ -62,33 +62,10 @@ TEST_F(MsrsimProgram, BadCommandLinesAndBrokenCfgFilesStopWithAMessage) {
   EXPECT_EQ(dir_.ReadFile("out"), "") << "no port is announced for a reader that never started";
 }
 
-// Two readers, one of them registered as COM7: both paths are announced, the settings line exists while
-// msrsim runs and is gone after SIGTERM, and the exit is clean.
-TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndRemovesItOnSigterm) {
-  const std::string script =
-      "export XDG_CONFIG_HOME=\"$PWD/config\"; "
-      ": > ports; \"$MSRSIM\" --reader --register COM7 --reader > ports & pid=$!; "
-      "i=0; while [ $(wc -l < ports) -lt 2 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
-      "cp config/zk4100_MSR/settings.ini during.ini; "
-      "kill -TERM $pid; wait $pid; echo $? > rc";
-  ASSERT_EQ(RunScript(dir_, script), 0);
-
-  const std::string ports = dir_.ReadFile("ports");
-  const size_t newline = ports.find('\n');
-  ASSERT_NE(newline, std::string::npos) << ports;
-  const std::string first = ports.substr(0, newline);
-  ASSERT_THAT(first, HasSubstr(" COM7"));
-  const std::string path = first.substr(0, first.find(' '));
-  EXPECT_EQ(path.rfind("/dev/pts/", 0), 0u) << path;
-  EXPECT_THAT(ports.substr(newline + 1), Not(HasSubstr("COM"))) << "the second reader is not registered";
-
-  EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("COM7 = " + path));
-  EXPECT_THAT(dir_.ReadFile("config/zk4100_MSR/settings.ini"), Not(HasSubstr("COM7")));
-}
-
-// A reader stopped with SIGTERM leaves its final image, the host's write included, in the --save-cfg file,
-// and --log names the seed it was given.
-TEST_F(MsrsimProgram, SavesTheFinalImageWhenStopped) {
+// Two readers, the first registered as COM7 and saving its image: both paths are announced after the seed
+// that --log names, the settings line exists while msrsim runs and is gone after SIGTERM, the final image
+// holds the host's write, and the exit is clean.
+TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndSavesTheFinalImageWhenStopped) {
   msrsim::RegisterImage start{};
   start.fill(0x33);
   start[0x01] = 4;  // 19200 bit/s
@@ -97,15 +74,28 @@ TEST_F(MsrsimProgram, SavesTheFinalImageWhenStopped) {
   dir_.WriteFile("start.cfg", "[MSRRegister]\nRegisters = " + hex + "\n");
   const std::string request = "C10,5A" + msrsim::HexByte(msrsim::Checksum("C10,5A"));
   const std::string script =
-      ": > ports; \"$MSRSIM\" --cfg start.cfg --save-cfg end.cfg --seed 77 --log=stdout > ports & pid=$!; "
-      "i=0; while [ $(wc -l < ports) -lt 2 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
-      "path=$(grep /dev/ ports | cut -d\" \" -f1); printf \"\\002" +
-      request +
-      "\\r\" > $path; "
-      "i=0; while ! grep -q C10 ports && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "export XDG_CONFIG_HOME=\"$PWD/config\"; : > out; \"$MSRSIM\" --log=stdout --seed 77 "
+      "--reader --register COM7 --cfg start.cfg --save-cfg end.cfg --reader > out & pid=$!; "
+      "i=0; while [ $(wc -l < out) -lt 3 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "cp config/zk4100_MSR/settings.ini during.ini; "
+      "path=$(grep COM7 out | cut -d\" \" -f1); printf \"\\002" + request + "\\r\" > $path; "
+      "i=0; while ! grep -q C10 out && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
       "kill -TERM $pid; wait $pid; echo $? > rc";
   ASSERT_EQ(RunScript(dir_, script), 0);
-  EXPECT_THAT(dir_.ReadFile("ports"), HasSubstr("seed 77"));
+
+  std::istringstream out(dir_.ReadFile("out"));
+  std::string seed, first, second;
+  std::getline(out, seed);
+  std::getline(out, first);
+  std::getline(out, second);
+  EXPECT_EQ(seed, "seed 77");
+  ASSERT_THAT(first, HasSubstr(" COM7"));
+  const std::string path = first.substr(0, first.find(' '));
+  EXPECT_EQ(path.rfind("/dev/pts/", 0), 0u) << path;
+  EXPECT_EQ(second.rfind("/dev/pts/", 0), 0u) << second;
+  EXPECT_THAT(second, Not(HasSubstr("COM"))) << "the second reader is not registered";
+  EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("COM7 = " + path));
+  EXPECT_THAT(dir_.ReadFile("config/zk4100_MSR/settings.ini"), Not(HasSubstr("COM7")));
 
   msrsim::RegisterImage saved{};
   std::string error;

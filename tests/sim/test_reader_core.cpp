@@ -199,13 +199,6 @@ Texts FeedText(FrameReader& reader, const std::string& bytes) {
   return reader.Feed(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
 
-TEST(Checksum, IsThePlainByteSumWrittenAsTwoUpperCaseDigits) {
-  // 0x43 + 0x31 + 0x32 + 0x2C + 0x35 + 0x41 = 0x148, kept to 8 bits.
-  EXPECT_EQ(Checksum("C12,5A"), 0x48);
-  EXPECT_EQ(Checksum(std::string("\xff\002", 2)), 0x01);  // wraps, no complement
-  EXPECT_EQ(HexByte(0x0A), "0A");
-}
-
 TEST(FrameReader, AssemblesFramesSplitOverReadsAndSkipsNoiseBeforeStx) {
   FrameReader reader;
   EXPECT_TRUE(FeedText(reader, "junk\r\002V").empty());  // a CR outside a frame ends nothing

@@ -38,15 +38,13 @@ std::vector<std::pair<std::string, std::string>> CatalogueEntries() {
   return catalogue.EnumSectionKeys("Skins");
 }
 
-TEST(ShippedSkins, EveryLibraryOfTheSkinFolderIsASkin) {
+TEST(ShippedSkins, EveryLibraryIsASkinAndTheCatalogueListsEveryDefinitionFile) {
   clsPlugins plugins;
   clsSkinQuery query(plugins);
   const PluginSkinResult result = LoadPluginSkin(SkinDir(), plugins, query);
   EXPECT_THAT(result.skins, ElementsAre("SkinKRD", "SkinOthers", "SkinQVR"));
   EXPECT_THAT(result.skipped, IsEmpty());
-}
 
-TEST(ShippedSkins, TheCatalogueListsEveryDefinitionFile) {
   std::vector<std::string> files;
   for (const auto& entry : CatalogueEntries()) files.push_back(entry.second);
   std::sort(files.begin(), files.end());
@@ -149,9 +147,7 @@ TEST_P(ShippedModel, LoadsItsFormAndBindsOnlyValidRegistersInsideItsMask) {
 // "QV-R4410-03" as a test name: letters and digits only.
 std::string ModelTestName(const ::testing::TestParamInfo<std::pair<std::string, std::string>>& param) {
   std::string name = param.param.first;
-  for (char& c : name) {
-    if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-  }
+  std::replace_if(name.begin(), name.end(), [](unsigned char c) { return !isalnum(c); }, '_');
   return name;
 }
 
