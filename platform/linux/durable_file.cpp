@@ -32,9 +32,10 @@ bool Failed(Failure& failure, const char* step, const std::string& path, int cod
 // Off only where tests ask for the named way.
 bool g_unnamed_temp_files = true;
 
-// The named way creates its file with the owner's write bit alone and gives it its real bits only once the
-// mark is on: what a kill leaves in between (an empty file of that mode) is then still known as ours.
-constexpr mode_t kFreshNamedMode = 0200;
+// The named way creates its file with the sticky bit, which means nothing on a regular file here and which
+// nobody sets on one, and gives it its real bits only once the mark is on: what a kill leaves in between,
+// an empty file of this mode, is then still known as ours.
+constexpr mode_t kFreshNamedMode = S_ISVTX | 0600;
 
 bool WriteAll(int fd, const std::string& content) {
   size_t done = 0;
@@ -100,14 +101,6 @@ bool MarkedAs(int fd, const struct stat& st, const std::string& path) {
   if (n >= 0) return name.compare(0, std::string::npos, value, static_cast<size_t>(n)) == 0;
   // The named way's file before its mark; only where the file system could have taken the mark.
   return errno == ENODATA && st.st_size == 0 && (st.st_mode & 07777) == kFreshNamedMode;
-}
-
-// Opens a file found by name for a look at it: read-only, or write-only for a fresh file of the named way,
-// which only its owner may write.
-int OpenToInspect(const std::string& path) {
-  const int flags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  const int fd = open(path.c_str(), O_RDONLY | flags);
-  return fd < 0 && errno == EACCES ? open(path.c_str(), O_WRONLY | flags) : fd;
 }
 
 // Gives the new file its permission bits (when `mode` is given) and content and waits until both are on
@@ -301,7 +294,7 @@ bool RewriteFile(const std::string& path, const ContentChange& change, const Tem
 }
 
 bool RemoveAbandonedFile(const std::string& path) {
-  Fd fd(OpenToInspect(path));
+  Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat opened, named;
   if (fd.get() < 0 || fstat(fd.get(), &opened) != 0 || !S_ISREG(opened.st_mode) ||
       !MarkedAs(fd.get(), opened, path)) {

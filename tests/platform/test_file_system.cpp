@@ -95,10 +95,10 @@ TEST(FileSystem, OnlyMarkedFilesThatNobodyHoldsAreRemovedAsAbandoned) {
   test_support::LeaveAbandonedTemporaryFile(live);
   test_support::LeaveAbandonedTemporaryFile(dead);
   const std::string users = dir.WriteFile("users.tmp", "");
-  // What a kill leaves of the named way in the moment before the mark: empty, the owner's write bit alone.
+  // What a kill leaves of the named way in the moment before the mark: empty, with the sticky bit.
   const std::string fresh = dir.WriteFile("fresh.tmp", "");
   const std::string fresh_but_full = dir.WriteFile("full.tmp", "data");
-  for (const std::string& path : {fresh, fresh_but_full}) ASSERT_EQ(chmod(path.c_str(), 0200), 0);
+  for (const std::string& path : {fresh, fresh_but_full}) ASSERT_EQ(chmod(path.c_str(), 01600), 0);
   ASSERT_TRUE(platform::MakeDirectories(dir.File("folder.tmp")));
   ASSERT_EQ(symlink(live.c_str(), dir.File("link.tmp").c_str()), 0);
   {

@@ -140,25 +140,29 @@ TEST(IniWrite, ALinkStaysALinkAndItsFileIsRewritten) {
   EXPECT_EQ(platform::ListDirectory(dir.File("config"), "*"), std::vector<std::string>{"settings.ini"});
 }
 
-TEST(IniWrite, AFileThatCannotBeWrittenIsNotChangedAndLastErrorSaysWhy) {
+// A write that cannot be made changes nothing and says why: a file without write bits (refused even for
+// root, who could write it), a file where a folder should be, a folder where the file should be.
+TEST(IniWrite, AWriteThatCannotBeMadeChangesNothingAndLastErrorSaysWhy) {
   TempDir dir;
-  std::string path = dir.WriteFile("r.ini", "[S]\nk = 1\n");
-  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  clsINIFile ini(path);
-  EXPECT_TRUE(ini.FileAttributes().read_only);
-  EXPECT_FALSE(ini.SetKeyValue("k", "2", "S"));
-  EXPECT_EQ(ini.LastError(), path + ": " + platform::GetSystemErrorText(EACCES));
-  EXPECT_FALSE(ini.DeleteSection("S"));
+  const std::string read_only = dir.WriteFile("r.ini", "[S]\nk = 1\n");
+  ASSERT_EQ(chmod(read_only.c_str(), 0444), 0);
+  ASSERT_TRUE(platform::MakeDirectories(dir.File("folder.ini")));
+  const std::pair<std::string, int> cases[] = {
+      {read_only, EACCES}, {dir.File("r.ini/x.ini"), ENOTDIR}, {dir.File("folder.ini"), EISDIR}};
+  for (const auto& [path, code] : cases) {
+    clsINIFile ini(path);
+    EXPECT_FALSE(ini.SetKeyValue("k", "2", "S"));
+    EXPECT_EQ(ini.LastError(), path + ": " + platform::GetSystemErrorText(code));
+  }
   EXPECT_EQ(dir.ReadFile("r.ini"), "[S]\nk = 1\n");
-  EXPECT_EQ(dir.List(), std::vector<std::string>{"r.ini"});
-  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
-  EXPECT_TRUE(ini.SetKeyValue("k", "2", "S"));
-  EXPECT_EQ(ini.LastError(), "");
+  EXPECT_EQ(dir.List(), (std::vector<std::string>{"folder.ini", "r.ini"}));
 
-  // A file where a folder should be.
-  clsINIFile blocked(dir.File("r.ini/x.ini"));
-  EXPECT_FALSE(blocked.SetKeyValue("k", "v", "S"));
-  EXPECT_EQ(blocked.LastError(), dir.File("r.ini/x.ini") + ": " + platform::GetSystemErrorText(ENOTDIR));
+  clsINIFile ini(read_only);
+  EXPECT_TRUE(ini.FileAttributes().read_only);
+  EXPECT_FALSE(ini.DeleteSection("S"));
+  ASSERT_EQ(chmod(read_only.c_str(), 0644), 0);
+  EXPECT_TRUE(ini.DeleteSection("S"));
+  EXPECT_EQ(ini.LastError(), "");
 }
 
 TEST(IniWrite, MissingFilesAndFoldersAreCreatedByWritesOnly) {
