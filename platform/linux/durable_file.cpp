@@ -74,8 +74,8 @@ std::string FinalTarget(const std::string& path) {
   return current;
 }
 
-// The permission bits that open(..., 0666) would give a new file. /proc tells the umask without setting it,
-// which umask() cannot do without a moment in which other threads create files with a wrong one.
+// The permission bits that open(..., 0666) would give a new file. /proc tells the umask without changing
+// it; umask() would change it for a moment in which other threads could create files with a wrong one.
 mode_t NewFileMode() {
   std::string status;
   const size_t at =
