@@ -82,12 +82,12 @@ UserSettings ReadUserSettings(bool port_sel_box) {
   return settings;
 }
 
-bool SaveUserSettings(const UserSettings& settings) {
-  bool ok = SaveUserSetting(kGeneralSection, "Cache", settings.cache ? "TRUE" : "FALSE");
-  ok = SaveUserSetting(kCommSection, "Port", settings.port) && ok;
-  ok = SaveUserSetting(kCommSection, "Baudrate", std::to_string(settings.baudrate)) && ok;
-  ok = SaveUserSetting(kCommSection, "ScanPort", std::to_string(settings.scan_port)) && ok;
-  return ok;
+bool SaveUserSettings(const UserSettings& settings, std::string* error) {
+  return ChangeUserSettings({{kGeneralSection, "Cache", settings.cache ? "TRUE" : "FALSE"},
+                             {kCommSection, "Port", settings.port},
+                             {kCommSection, "Baudrate", std::to_string(settings.baudrate)},
+                             {kCommSection, "ScanPort", std::to_string(settings.scan_port)}},
+                            error);
 }
 
 int32_t BaudrateOf(const std::string& text) {

@@ -78,8 +78,9 @@ struct UserSettings {
 // Reads the per-user settings. Without "/PortSelBox" the stored port is ignored and "COM4" used: the
 // remembered port only counts where the person can see and change the port selector.
 UserSettings ReadUserSettings(bool port_sel_box);
-// Writes all four; false when the settings file cannot be written.
-bool SaveUserSettings(const UserSettings& settings);
+// Writes all four in one rewrite; false with the reason in `error` ("<full path>: <system message>") when
+// the settings file cannot be written.
+bool SaveUserSettings(const UserSettings& settings, std::string* error = nullptr);
 // A stored baud rate read as a number (its leading digits); 0, a negative or a non-number gives 19200.
 int32_t BaudrateOf(const std::string& text);
 

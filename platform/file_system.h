@@ -61,18 +61,45 @@ std::vector<std::string> ListDirectory(const std::string& folder, const std::str
 // an unnamed file first, so the temporary name exists only for the moment between naming and rename; file
 // systems that refuse unnamed files get `temp_path` created at once instead. Either way the writer holds a
 // lock on its temporary file until the rename, which is how RemoveAbandonedFile tells a live writer's file
-// from one that a killed writer left behind. The new file keeps the permission bits of the file it replaces.
+// from one that a killed writer left behind, and the file carries kTemporaryFileMark, which tells it from a
+// user's file of the same name. The new file keeps the permission bits of the file it replaces.
 // On failure `target` is unchanged and no temporary file of this call remains; when `temp_path` belonged to
 // another writer it is left alone and `name_taken` (when given) is set, so the caller can try another name.
 bool ReplaceFileDurably(const std::string& temp_path, const std::string& target, const std::string& content,
                         std::string* error = nullptr, bool* name_taken = nullptr);
 // The same with a temporary name of its own beside `target` ("<name>.part<pid>-<n>"); removes the abandoned
-// temporary files of earlier writers of `target` first.
+// temporary files of earlier writers of `target` first. A `target` that is a symbolic link stays one: the
+// file it leads to is replaced.
 bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error = nullptr);
 
-// Removes `path` when it is a temporary file whose writer is gone: a regular file that nobody holds locked.
-// A live writer's file (locked until its rename) and anything that is not a regular file stay. True when
-// the file was removed.
+// How a rewrite names its temporary files beside the file it replaces (attempt `n` from 1 to `max_tries`),
+// and which names in that folder are such names, of this file or of another that shares them.
+struct TemporaryNames {
+  std::function<std::string(const std::string& target, int n)> name;
+  int max_tries = 1;
+  std::function<bool(const std::string& target, const std::string& name)> is_temporary;
+};
+// The new content of a file from its current one (empty when there is no file yet); false leaves the file
+// as it is. It may be asked more than once and must depend on `content` alone.
+using ContentChange = std::function<bool(const std::string& content, std::string& new_content)>;
+
+// Reads `path`, lets `change` decide its new content and replaces it through ReplaceFileDurably, all under
+// an exclusive lock on its folder, so two programs that change the same file never lose each other's
+// change. Reads need no lock: a reader sees the old or the new file whole. Before the write, the temporary
+// files that killed writers left in the folder are removed. Missing folders are created; a symbolic link
+// stays a link and the file it leads to is replaced. A file without any write bit is refused even where
+// this process could write it, so a shipped file keeps its values. `written` tells whether the file was
+// replaced; on failure `reason` gets the system's message ("Permission denied(0xD)").
+bool RewriteFile(const std::string& path, const ContentChange& change, const TemporaryNames& names,
+                 bool& written, std::string* reason = nullptr);
+
+// The extended attribute that marks a temporary file of this program; its value is the name the file was
+// given as a temporary file.
+inline constexpr const char* kTemporaryFileMark = "user.msrcfg.temporary";
+// Removes `path` when it is a temporary file whose writer is gone: a regular file that carries the mark
+// for this very name and that nobody holds locked. A live writer's file (locked until its rename), a file
+// without the mark (a user's, or one on a file system that takes no marks) and anything that is not a
+// regular file stay. True when the file was removed.
 bool RemoveAbandonedFile(const std::string& path);
 // RemoveAbandonedFile for every file in `folder` whose name `is_temporary_name` accepts.
 void RemoveAbandonedFiles(const std::string& folder,

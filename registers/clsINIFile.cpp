@@ -68,25 +68,103 @@ std::string JoinLines(const std::vector<std::string>& lines) {
   return content;
 }
 
-// Temporary files that killed writers of this file left beside it. Without this every crash between
-// naming a temporary file and renaming it would leave one more "name(n).tmp" in the folder for good. A
-// live writer keeps its temporary file locked until the rename, so only abandoned files go. The names are
-// shared by every file with the same name before its extension, and so is the cleaning.
-void RemoveAbandonedTempFiles(const std::string& full_file_name) {
-  const std::string first = platform::BaseName(clsINIFile::TempFileName(full_file_name, 1));
+// Every name that TempFileName gives for `target`: the names are shared by every file with the same name
+// before its extension, and so is the clearing of those that killed writers left.
+bool IsTempNameOf(const std::string& target, const std::string& name) {
+  const std::string first = platform::BaseName(clsINIFile::TempFileName(target, 1));
   const std::string prefix = first.substr(0, first.size() - std::string("1).tmp").size());
   const std::string suffix = ").tmp";
-  const std::string folder = platform::DirName(full_file_name);
-  const std::string own_name = platform::BaseName(full_file_name);
-  platform::RemoveAbandonedFiles(folder.empty() ? "." : folder, [&](const std::string& name) {
-    if (name == own_name || name.size() <= prefix.size() + suffix.size() ||
-        name.compare(0, prefix.size(), prefix) != 0 ||
-        name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
+  if (name.size() <= prefix.size() + suffix.size() || name.compare(0, prefix.size(), prefix) != 0 ||
+      name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
+    return false;
+  }
+  const std::string number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
+  return number.find_first_not_of("0123456789") == std::string::npos;
+}
+
+const platform::TemporaryNames& TempNames() {
+  static const platform::TemporaryNames names{&clsINIFile::TempFileName, clsINIFile::kMaxTempTries,
+                                              &IsTempNameOf};
+  return names;
+}
+
+// Index of the first key line in [begin, end) of `lines` whose key matches, or `end`.
+size_t FindKeyIn(const std::vector<std::string>& lines, size_t begin, size_t end, const std::string& key) {
+  std::string wanted = Upper(Trim(key));
+  if (wanted.empty()) return end;
+  for (size_t i = begin; i < end; ++i) {
+    std::string line_key, raw;
+    if (ParseKeyLine(lines[i], line_key, raw) && Upper(line_key) == wanted) return i;
+  }
+  return end;
+}
+
+// The first section called `name` in `lines`: its header line and one past its last line.
+bool FindSectionIn(const std::vector<std::string>& lines, const std::string& name, size_t& header,
+                   size_t& end) {
+  bool found = false;
+  for (size_t i = 0; i < lines.size() && !name.empty(); ++i) {
+    std::string line_name;
+    if (!ParseHeader(lines[i], line_name)) continue;
+    if (found) {
+      end = i;
+      return true;
+    }
+    if (SameName(line_name, name)) {
+      found = true;
+      header = i;
+      end = lines.size();
+    }
+  }
+  return found;
+}
+
+// Why `change` cannot be written, or an empty text: a name that would not come back as the same name, or a
+// key line that would read back as a section header ("[x" with a value holding "]").
+std::string WhyNotWritable(const clsINIFile::KeyChange& change) {
+  if (!change.value) return {};
+  const std::string key = Trim(change.key);
+  std::string header;
+  if (!WritableKey(key)) return "\"" + change.key + "\" cannot be written as a key";
+  if (!WritableSection(change.section))
+    return "\"" + change.section + "\" cannot be written as a section name";
+  if (ParseHeader(clsINIFile::FormatKeyLine(key, *change.value), header)) {
+    return "the line of key \"" + key + "\" would read back as a section header";
+  }
+  return {};
+}
+
+// Makes `change` in `lines`; false when it changes nothing.
+bool ApplyChange(std::vector<std::string>& lines, const clsINIFile::KeyChange& change) {
+  size_t header = 0, end = 0;
+  const bool found = FindSectionIn(lines, change.section, header, end);
+  const size_t line = found ? FindKeyIn(lines, header + 1, end, change.key) : end;
+  if (change.only_if) {
+    std::string key, raw;
+    if (line == end || !ParseKeyLine(lines[line], key, raw) ||
+        clsINIFile::StripQuotes(clsINIFile::UnescapeValue(raw)) != *change.only_if) {
       return false;
     }
-    const std::string number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
-    return number.find_first_not_of("0123456789") == std::string::npos;
-  });
+  }
+  if (!change.value) {
+    if (line == end) return false;
+    lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
+    return true;
+  }
+  const std::string key_line = clsINIFile::FormatKeyLine(Trim(change.key), *change.value);
+  if (!found) {
+    lines.push_back("[" + change.section + "]");
+    lines.push_back(key_line);
+  } else if (line != end) {
+    lines[line] = key_line;
+  } else {
+    // "End of the section" is taken as after its last non-blank line, so the blank line that people
+    // leave before the next header stays in front of that header.
+    size_t insert = end;
+    while (insert > header + 1 && Trim(lines[insert - 1]).empty()) --insert;
+    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(insert), key_line);
+  }
+  return true;
 }
 
 }  // namespace
@@ -142,36 +220,34 @@ const clsINIFile::Section* clsINIFile::FindSection(const std::string& name) {
 }
 
 size_t clsINIFile::FindKeyLine(size_t begin, size_t end, const std::string& key) const {
-  std::string wanted = Upper(Trim(key));
-  if (wanted.empty()) return end;
-  for (size_t i = begin; i < end; ++i) {
-    std::string line_key, raw;
-    if (ParseKeyLine(lines_[i], line_key, raw) && Upper(line_key) == wanted) return i;
-  }
-  return end;
+  return FindKeyIn(lines_, begin, end, key);
 }
 
-bool clsINIFile::Rewrite(const std::vector<std::string>& lines) {
-  // Invalidate first: whatever happens below, the next look-up must read the disk again.
+bool clsINIFile::Edit(const std::function<bool(std::vector<std::string>& lines)>& edit, bool* changed) {
+  // Whatever happens below, the next look-up must read the disk again.
   loaded_ = false;
   cached_section_ = -1;
-  if (full_file_name_.empty()) return false;
+  last_error_.clear();
+  if (changed != nullptr) *changed = false;
+  if (full_file_name_.empty()) return Refuse("no file name");
+  bool written = false;
+  std::string reason;
+  const bool ok = platform::RewriteFile(
+      full_file_name_,
+      [&edit](const std::string& content, std::string& new_content) {
+        std::vector<std::string> lines = platform::SplitLines(content);
+        if (!edit(lines)) return false;
+        new_content = JoinLines(lines);
+        return true;
+      },
+      TempNames(), written, &reason);
+  if (changed != nullptr) *changed = written;
+  if (!ok) last_error_ = full_file_name_ + ": " + reason;
+  return ok;
+}
 
-  platform::FileAttributes attributes = platform::GetFileAttributes(full_file_name_);
-  if (attributes.is_directory || (attributes.exists && attributes.read_only)) return false;
-  if (!attributes.exists && !platform::MakeDirectories(platform::DirName(full_file_name_))) return false;
-
-  RemoveAbandonedTempFiles(full_file_name_);
-  std::string content = JoinLines(lines);
-  for (int n = 1; n <= kMaxTempTries; ++n) {
-    std::string temp = TempFileName(full_file_name_, n);
-    if (platform::GetFileAttributes(temp).exists) continue;
-    bool taken = false;
-    if (platform::ReplaceFileDurably(temp, full_file_name_, content, nullptr, &taken)) return true;
-    // Another writer took this name between the check and the exclusive create (and may have renamed it
-    // away again by now): try the next one. Any other failure ends the attempt.
-    if (!taken) return false;
-  }
+bool clsINIFile::Refuse(const std::string& why) {
+  last_error_ = full_file_name_ + ": " + why;
   return false;
 }
 
@@ -195,10 +271,10 @@ bool clsINIFile::ReadLine(std::string& line) {
 }
 
 bool clsINIFile::WriteLine(const std::string& text) {
-  if (!Load()) return false;
-  std::vector<std::string> lines = lines_;
-  lines.push_back(EscapeValue(text));
-  return Rewrite(lines);
+  return Edit([&text](std::vector<std::string>& lines) {
+    lines.push_back(EscapeValue(text));
+    return true;
+  });
 }
 
 bool clsINIFile::FindINIFile() const {
@@ -262,50 +338,41 @@ std::string clsINIFile::GetKeyValue(const std::string& key, const std::string& d
 }
 
 bool clsINIFile::SetKeyValue(const std::string& key, const std::string& value, const std::string& section) {
-  std::string name = Trim(key);
-  if (!WritableKey(name) || !WritableSection(section) || !Load()) return false;
-
-  const Section* found = FindSection(section);
-  std::vector<std::string> lines = lines_;
-  std::string key_line = FormatKeyLine(name, value);
-  // A key such as "[x" with a value holding "]" would come back as a section header, not as this key.
-  std::string header;
-  if (ParseHeader(key_line, header)) return false;
-  if (found == nullptr) {
-    lines.push_back("[" + section + "]");
-    lines.push_back(key_line);
-  } else {
-    size_t line = FindKeyLine(found->header + 1, found->end, name);
-    if (line != found->end) {
-      lines[line] = key_line;
-    } else {
-      // "End of the section" is taken as after its last non-blank line, so the blank line that people
-      // leave before the next header stays in front of that header.
-      size_t insert = found->end;
-      while (insert > found->header + 1 && Trim(lines[insert - 1]).empty()) --insert;
-      lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(insert), key_line);
-    }
-  }
-  return Rewrite(lines);
+  return ChangeKeys({{section, key, value}});
 }
 
 bool clsINIFile::DeleteKey(const std::string& key, const std::string& section) {
-  const Section* found = FindSection(section);
-  if (found == nullptr) return false;
-  size_t line = FindKeyLine(found->header + 1, found->end, key);
-  if (line == found->end) return false;
-  std::vector<std::string> lines = lines_;
-  lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
-  return Rewrite(lines);
+  bool removed = false;
+  return ChangeKeys({{section, key, std::nullopt}}, &removed) && removed;
 }
 
 bool clsINIFile::DeleteSection(const std::string& section) {
-  const Section* found = FindSection(section);
-  if (found == nullptr) return false;
-  std::vector<std::string> lines = lines_;
-  lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(found->header),
-              lines.begin() + static_cast<std::ptrdiff_t>(found->end));
-  return Rewrite(lines);
+  bool removed = false;
+  const bool ok = Edit(
+      [&section](std::vector<std::string>& lines) {
+        size_t header = 0, end = 0;
+        if (!FindSectionIn(lines, section, header, end)) return false;
+        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(header),
+                    lines.begin() + static_cast<std::ptrdiff_t>(end));
+        return true;
+      },
+      &removed);
+  return ok && removed;
+}
+
+bool clsINIFile::ChangeKeys(const std::vector<KeyChange>& changes, bool* changed) {
+  if (changed != nullptr) *changed = false;
+  for (const KeyChange& change : changes) {
+    const std::string why = WhyNotWritable(change);
+    if (!why.empty()) return Refuse(why);
+  }
+  return Edit(
+      [&changes](std::vector<std::string>& lines) {
+        bool any = false;
+        for (const KeyChange& change : changes) any = ApplyChange(lines, change) || any;
+        return any;
+      },
+      changed);
 }
 
 bool clsINIFile::FindVersionKey(const std::string& section) {

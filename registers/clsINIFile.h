@@ -17,12 +17,17 @@
 // Text is bytes: one byte per character, no code-page conversion.
 //
 // Every change rewrites the whole file through a temporary copy beside it that then replaces the file, so a
-// crash leaves either the old or the new file, never half of one. A rewrite first removes the temporary
-// copies that killed writers of the file left behind (see platform::RemoveAbandonedFile).
+// crash leaves either the old or the new file, never half of one. The file is read, changed and replaced
+// under a lock (platform::RewriteFile), so two programs changing one file (the emulator adding its port
+// while the window saves its settings) keep both changes. A rewrite first removes the temporary copies that
+// killed writers of the file left behind (see platform::RemoveAbandonedFile). A file reached through a
+// symbolic link stays a link.
 //
 // One object is bound to one file. It is not thread-safe; create one per use, as the program does.
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,6 +39,21 @@ class clsINIFile {
   static constexpr const char* kDefaultVersionKey = "Version";
   // Temporary names tried per rewrite before the write gives up.
   static constexpr int kMaxTempTries = 65535;
+
+  // One change of ChangeKeys: `value` is written as SetKeyValue does; without one, the key's line is
+  // removed. With `only_if`, the change is made only while the key holds that value.
+  struct KeyChange {
+    KeyChange(std::string section_name, std::string key_name, std::optional<std::string> new_value,
+              std::optional<std::string> expected = std::nullopt)
+        : section(std::move(section_name)),
+          key(std::move(key_name)),
+          value(std::move(new_value)),
+          only_if(std::move(expected)) {}
+    std::string section;
+    std::string key;
+    std::optional<std::string> value;
+    std::optional<std::string> only_if;
+  };
 
   clsINIFile() = default;
   explicit clsINIFile(const std::string& full_file_name, const std::string& version_key = kDefaultVersionKey);
@@ -91,6 +111,13 @@ class clsINIFile {
   // Removes the first section of that name: its header and every line up to the next header.
   // True when a section was removed.
   bool DeleteSection(const std::string& section);
+  // Makes every change, in order, in one rewrite: either all of them reach the file or none. A name that
+  // SetKeyValue would refuse refuses the whole set. True when the file holds the changes; `changed` (when
+  // given) tells whether any line changed.
+  bool ChangeKeys(const std::vector<KeyChange>& changes, bool* changed = nullptr);
+  // Why the last change through this object failed, "<full path>: <system message>" (or words of its own
+  // where no system call failed); empty after a change that succeeded or had nothing to do.
+  std::string LastError() const { return last_error_; }
 
   // The version key (VersionKey(), "Version" by default): in `section`, or when `section` is empty, the
   // first such key line anywhere in the file, including lines before the first header.
@@ -115,7 +142,10 @@ class clsINIFile {
   };
 
   bool Load();
-  bool Rewrite(const std::vector<std::string>& lines);
+  // Runs `edit` on the file's current lines under the rewrite lock and writes them back when it returns
+  // true; `changed` tells whether it did.
+  bool Edit(const std::function<bool(std::vector<std::string>& lines)>& edit, bool* changed = nullptr);
+  bool Refuse(const std::string& why);
   const Section* FindSection(const std::string& name);
   // Index of the first key line in [begin, end) whose key matches, or `end`.
   size_t FindKeyLine(size_t begin, size_t end, const std::string& key) const;
@@ -134,4 +164,5 @@ class clsINIFile {
 
   bool open_ = false;
   size_t read_pos_ = 0;
+  std::string last_error_;
 };

@@ -65,13 +65,17 @@ bool HexToBytes(const std::string& text, std::vector<uint8_t>& bytes, std::strin
 
 bool SaveInfoFile(const std::string& path, const std::vector<uint8_t>& image, const std::string& module,
                   const std::string& alias, std::string* error) {
+  // One rewrite: a failure part-way must not leave a file whose image belongs to another module or alias.
   clsINIFile ini(path);
-  bool ok = ini.SetKeyValue(kModuleKey, module.empty() ? kUnknownModule : module, kSection);
-  if (ok && !alias.empty()) ok = ini.SetKeyValue(kAliasKey, alias, kSection);
-  if (ok && alias.empty()) ini.DeleteKey(kAliasKey, kSection);
-  if (ok) ok = ini.SetKeyValue(kRegistersKey, BytesToHex(image), kSection);
-  if (!ok) SetError(error, "cannot write " + path);
-  return ok;
+  std::optional<std::string> alias_value;
+  if (!alias.empty()) alias_value = alias;
+  if (ini.ChangeKeys({{kSection, kModuleKey, module.empty() ? kUnknownModule : module},
+                      {kSection, kAliasKey, alias_value},
+                      {kSection, kRegistersKey, BytesToHex(image)}})) {
+    return true;
+  }
+  SetError(error, ini.LastError());
+  return false;
 }
 
 bool OpenInfoFile(const std::string& path, clsRegisters& registers, InfoFileFields* fields,

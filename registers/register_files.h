@@ -37,8 +37,9 @@ struct InfoFileFields {
 };
 
 // Writes module (kUnknownModule when empty), the alias (its key is removed when empty, so an old alias
-// does not linger in an overwritten file) and the image into section kSection of `path`, through
-// clsINIFile; other sections of an existing file are kept.
+// does not linger in an overwritten file) and the image into section kSection of `path`, in one rewrite
+// through clsINIFile; other sections and keys of an existing file are kept. On failure `error` gets
+// clsINIFile::LastError(), "<full path>: <system message>".
 bool SaveInfoFile(const std::string& path, const std::vector<uint8_t>& image, const std::string& module,
                   const std::string& alias, std::string* error = nullptr);
 // Reads `path` and replaces the set's whole register buffer with its image. The image must hold exactly

@@ -30,9 +30,8 @@ bool RegisterUserPort(const std::string& com_name, const std::string& device) {
 
 bool UnregisterUserPort(const std::string& com_name, const std::string& device) {
   clsINIFile file(UserSettingsPath());
-  std::string current;
-  if (!file.GetKeyValue(com_name, current, "", kPortMapSection) || current != device) return false;
-  return file.DeleteKey(com_name, kPortMapSection);
+  bool removed = false;
+  return file.ChangeKeys({{kPortMapSection, com_name, std::nullopt, device}}, &removed) && removed;
 }
 
 std::string GetUserSetting(const std::string& section, const std::string& key,
@@ -41,7 +40,14 @@ std::string GetUserSetting(const std::string& section, const std::string& key,
   return file.GetKeyValue(key, default_value, section);
 }
 
-bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value) {
+bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value,
+                     std::string* error) {
+  return ChangeUserSettings({{section, key, value}}, error);
+}
+
+bool ChangeUserSettings(const std::vector<clsINIFile::KeyChange>& changes, std::string* error) {
   clsINIFile file(UserSettingsPath());
-  return file.SetKeyValue(key, value, section);
+  if (file.ChangeKeys(changes)) return true;
+  if (error != nullptr) *error = file.LastError();
+  return false;
 }

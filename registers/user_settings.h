@@ -8,6 +8,9 @@
 // its own file.
 
 #include <string>
+#include <vector>
+
+#include "registers/clsINIFile.h"
 
 // Full path of the settings file.
 std::string UserSettingsPath();
@@ -18,12 +21,16 @@ void InstallUserPortMap();
 
 // Adds or replaces the line `com_name` = `device` in SerialPorts. False when the file cannot be written.
 bool RegisterUserPort(const std::string& com_name, const std::string& device);
-// Removes the `com_name` line, but only while it still names `device`, so a program that ends does not
-// remove the line another one wrote since. True when the line was removed.
+// Removes the `com_name` line, but only while it still names `device` (checked in the same rewrite), so a
+// program that ends does not remove the line another one wrote since. True when the line was removed.
 bool UnregisterUserPort(const std::string& com_name, const std::string& device);
 
 // The value of `key` in `section`, or `default_value` when the file, section or key is missing.
 std::string GetUserSetting(const std::string& section, const std::string& key,
                            const std::string& default_value);
-// Writes `key` = `value` into `section`, creating file and folder as needed.
-bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value);
+// Writes `key` = `value` into `section`, creating file and folder as needed. False with the reason in
+// `error` (clsINIFile::LastError()) when the file cannot be written.
+bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value,
+                     std::string* error = nullptr);
+// Makes every change in one rewrite of the settings file; false with the reason in `error`.
+bool ChangeUserSettings(const std::vector<clsINIFile::KeyChange>& changes, std::string* error = nullptr);

@@ -4,75 +4,28 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <stdlib.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/linux/file_internal.h"
 #include "platform/paths.h"
 #include "platform/system_error.h"
 
 namespace platform {
 namespace {
 
-// Records "<what> <path> - <system message>" when the caller wants it; always returns false.
-bool Fail(std::string* error, const char* what, const std::string& path, int code) {
-  if (error != nullptr) *error = std::string(what) + " " + path + " - " + GetSystemErrorText(code);
-  return false;
-}
-
-// Closes on every path out of a function.
-class Fd {
- public:
-  explicit Fd(int fd) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Fd(const Fd&) = delete;
-  Fd& operator=(const Fd&) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-bool WriteAll(int fd, const std::string& content) {
-  size_t done = 0;
-  while (done < content.size()) {
-    ssize_t n = write(fd, content.data() + done, content.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<size_t>(n);
-  }
-  return true;
-}
-
-// A rename is only durable once the folder that holds the name has reached the disk too.
-bool SyncFolderOf(const std::string& path) {
-  std::string folder = DirName(path);
-  if (folder.empty()) folder = ".";
-  Fd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (dir.get() < 0) return false;
-  return fsync(dir.get()) == 0;
-}
-
 bool StatOf(const std::string& path, struct stat& st) {
   return stat(path.c_str(), &st) == 0;
 }
 
-bool SameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
+}  // namespace
 
-// Off only where tests ask for the named way.
-bool g_unnamed_temp_files = true;
-
-bool AllDigits(const std::string& text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+bool Fail(std::string* error, const char* what, const std::string& path, int code) {
+  if (error != nullptr) *error = std::string(what) + " " + path + " - " + GetSystemErrorText(code);
+  return false;
 }
 
 std::string FolderOf(const std::string& path) {
@@ -80,110 +33,26 @@ std::string FolderOf(const std::string& path) {
   return folder.empty() ? "." : folder;
 }
 
-// Gives the new file its permission bits and content and waits until both are on the disk. Returns the
-// step that failed (errno tells why), or nullptr.
-const char* FillAndSync(int fd, const struct stat* replaced, const std::string& content) {
-  if (replaced != nullptr && fchmod(fd, replaced->st_mode & 07777) != 0) return "chmod";
-  if (!WriteAll(fd, content)) return "write";
-  if (fsync(fd) != 0) return "fsync";
-  return nullptr;
-}
-
-// Gives the unnamed file `fd` the name `path`; 0 or the errno. Linking a descriptor directly needs a
-// privilege that ordinary users lack; its /proc link does the same for everyone.
-int NameUnnamedFile(int fd, const std::string& path) {
-  if (linkat(fd, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0) return 0;
-  if (errno == EEXIST) return EEXIST;
-  std::string link = "/proc/self/fd/" + std::to_string(fd);
-  if (linkat(AT_FDCWD, link.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
-  return errno;
-}
-
-// The last step of both ways: the locked, complete temporary file replaces the target. The caller keeps
-// the descriptor (and so the lock) open until this has returned.
-bool RenameOver(const std::string& temp_path, const std::string& target, std::string* error) {
-  if (rename(temp_path.c_str(), target.c_str()) != 0) {
-    int code = errno;
-    unlink(temp_path.c_str());
-    return Fail(error, "rename", temp_path, code);
-  }
-  // The new content is in place; a failed folder flush only weakens the crash guarantee, so it is not
-  // reported as a failed write.
-  SyncFolderOf(target);
-  return true;
-}
-
-// The way for file systems without unnamed files: the temporary name exists from the start, so a crash
-// can leave it half-written; its lock marks it as abandoned then.
-bool ReplaceThroughNamedFile(const std::string& temp_path, const std::string& target,
-                             const struct stat* replaced, const std::string& content, std::string* error,
-                             bool& name_taken) {
-  // A cleaner that opened the fresh file in the moment before it was locked may take it for abandoned and
-  // remove it; the name is then created again. A few rounds are plenty: the window is a few instructions.
-  for (int round = 0; round < 3; ++round) {
-    Fd fd(open(temp_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (fd.get() < 0) {
-      name_taken = errno == EEXIST;
-      return Fail(error, "create", temp_path, errno);
-    }
-    flock(fd.get(), LOCK_EX);
-    struct stat opened, named;
-    if (fstat(fd.get(), &opened) != 0 || lstat(temp_path.c_str(), &named) != 0 || !SameFile(opened, named)) {
-      continue;
-    }
-    if (const char* step = FillAndSync(fd.get(), replaced, content)) {
-      int code = errno;
-      unlink(temp_path.c_str());
-      return Fail(error, step, temp_path, code);
-    }
-    return RenameOver(temp_path, target, error);
-  }
-  name_taken = true;
-  return Fail(error, "create", temp_path, EAGAIN);
-}
-
-bool ReplaceFile(const std::string& temp_path, const std::string& target, const std::string& content,
-                 std::string* error, bool& name_taken) {
-  struct stat target_stat;
-  const struct stat* replaced = StatOf(target, target_stat) ? &target_stat : nullptr;
-  if (!g_unnamed_temp_files)
-    return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
-
-  // Written unnamed, the file cannot be seen half-written by anyone, nor left behind by a crash before it
-  // is complete. Where the file system refuses, the named way runs and reports any real problem.
-  Fd fd(open(FolderOf(temp_path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
-  if (fd.get() < 0) return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
-  // Nobody else can reach the file yet; the lock goes with it when it gets its name.
-  flock(fd.get(), LOCK_EX);
-  if (const char* step = FillAndSync(fd.get(), replaced, content)) return Fail(error, step, temp_path, errno);
-  int code = NameUnnamedFile(fd.get(), temp_path);
-  if (code == EEXIST) {
-    name_taken = true;
-    return Fail(error, "create", temp_path, code);
-  }
-  if (code != 0) return ReplaceThroughNamedFile(temp_path, target, replaced, content, error, name_taken);
-  return RenameOver(temp_path, target, error);
-}
-
-}  // namespace
-
-bool ReadWholeFile(const std::string& path, std::string& content, std::string* error) {
+int ReadContent(const std::string& path, std::string& content) {
   content.clear();
   Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (fd.get() < 0) return Fail(error, "open", path, errno);
+  if (fd.get() < 0) return errno;
   char buffer[65536];
   for (;;) {
     ssize_t n = read(fd.get(), buffer, sizeof buffer);
     if (n < 0) {
       if (errno == EINTR) continue;
-      int code = errno;
       content.clear();
-      return Fail(error, "read", path, code);
+      return errno;
     }
-    if (n == 0) break;
+    if (n == 0) return 0;
     content.append(buffer, static_cast<size_t>(n));
   }
-  return true;
+}
+
+bool ReadWholeFile(const std::string& path, std::string& content, std::string* error) {
+  const int code = ReadContent(path, content);
+  return code == 0 || Fail(error, "read", path, code);
 }
 
 std::vector<std::string> SplitLines(const std::string& content) {
@@ -270,21 +139,22 @@ bool RenameFile(const std::string& from, const std::string& to, std::string* err
   return Fail(error, "rename", from, errno);
 }
 
-bool MakeDirectories(const std::string& path, std::string* error) {
-  if (path.empty()) return true;
-  if (DirectoryExists(path)) return true;
+int MakeFolders(const std::string& path) {
+  if (path.empty() || DirectoryExists(path)) return 0;
   // Create each missing prefix in turn; a parallel creator winning the race (EEXIST) is fine.
   size_t pos = 0;
   for (;;) {
     pos = path.find('/', pos + 1);
     std::string prefix = path.substr(0, pos);
-    if (!prefix.empty() && mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) {
-      return Fail(error, "mkdir", prefix, errno);
-    }
+    if (!prefix.empty() && mkdir(prefix.c_str(), 0777) != 0 && errno != EEXIST) return errno;
     if (pos == std::string::npos) break;
   }
-  if (DirectoryExists(path)) return true;
-  return Fail(error, "mkdir", path, ENOTDIR);
+  return DirectoryExists(path) ? 0 : ENOTDIR;
+}
+
+bool MakeDirectories(const std::string& path, std::string* error) {
+  const int code = MakeFolders(path);
+  return code == 0 || Fail(error, "mkdir", path, code);
 }
 
 bool RemoveTree(const std::string& path, std::string* error) {
@@ -322,64 +192,6 @@ std::vector<std::string> ListDirectory(const std::string& folder, const std::str
   closedir(dir);
   std::sort(names.begin(), names.end());
   return names;
-}
-
-bool ReplaceFileDurably(const std::string& temp_path, const std::string& target, const std::string& content,
-                        std::string* error, bool* name_taken) {
-  bool taken = false;
-  bool replaced = ReplaceFile(temp_path, target, content, error, taken);
-  if (name_taken != nullptr) *name_taken = taken;
-  return replaced;
-}
-
-bool WriteFileDurably(const std::string& target, const std::string& content, std::string* error) {
-  // "<name>.part<pid>-<n>": killed writers of this target leave such files; clear them out first.
-  const std::string prefix = BaseName(target) + ".part";
-  RemoveAbandonedFiles(FolderOf(target), [&prefix](const std::string& name) {
-    if (name.compare(0, prefix.size(), prefix) != 0) return false;
-    const std::string rest = name.substr(prefix.size());
-    const size_t dash = rest.find('-');
-    return dash != std::string::npos && AllDigits(rest.substr(0, dash)) && AllDigits(rest.substr(dash + 1));
-  });
-
-  std::string base = target + ".part" + std::to_string(getpid()) + "-";
-  for (int n = 1; n < 1000; ++n) {
-    std::string temp = base + std::to_string(n);
-    if (GetFileAttributes(temp).exists) continue;
-    return ReplaceFileDurably(temp, target, content, error);
-  }
-  return Fail(error, "create", base + "*", EEXIST);
-}
-
-bool RemoveAbandonedFile(const std::string& path) {
-  Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (fd.get() < 0) return false;
-  struct stat opened, named;
-  if (fstat(fd.get(), &opened) != 0 || !S_ISREG(opened.st_mode)) return false;
-  // A live writer holds the lock until its rename.
-  if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return false;
-  // The name must still be the file that is now locked: its writer may have renamed it away meanwhile and
-  // another writer given the name to a new file. While the lock is held, nobody else can take this name.
-  if (lstat(path.c_str(), &named) != 0 || !SameFile(opened, named)) return false;
-  return unlink(path.c_str()) == 0;
-}
-
-void RemoveAbandonedFiles(const std::string& folder,
-                          const std::function<bool(const std::string& name)>& is_temporary_name) {
-  // Every save runs this, in whatever folder the user saves into: only the names are looked at, so a large
-  // folder costs no stat per file. RemoveAbandonedFile refuses whatever is not a regular file.
-  DIR* dir = opendir(folder.c_str());
-  if (dir == nullptr) return;
-  std::vector<std::string> names;
-  while (dirent* entry = readdir(dir)) {
-    if (is_temporary_name(entry->d_name)) names.push_back(entry->d_name);
-  }
-  closedir(dir);
-  for (const std::string& name : names) RemoveAbandonedFile(Join(folder, name));
-}
-
-void SetUnnamedTempFiles(bool allowed) {
-  g_unnamed_temp_files = allowed;
 }
 
 std::string MakeUniqueDirectory(const std::string& parent, const std::string& prefix, std::string* error) {

@@ -1,8 +1,14 @@
-// The scan lists of the settings file and the device-list test that reads them.
+// The scan lists of the settings file and the device-list test that reads them; the reason of a failed
+// save of the per-user settings.
 #include <gtest/gtest.h>
+
+#include <cerrno>
 
 #include "app/app_settings.h"
 #include "app/device_list.h"
+#include "platform/file_system.h"
+#include "platform/system_error.h"
+#include "registers/user_settings.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -19,6 +25,15 @@ TEST(AppSettings, ScanListsTakeTheirOwnDefaultsInTestMode) {
   const app_settings::ScanSettings test = app_settings::ReadScanSettings(true);
   EXPECT_EQ(test.module_names, "KRD31/36,KRD300/350,QV-R4410-03");
   EXPECT_EQ(test.baud_rates, "150,300,600,2400,4800,9600,14400,19200");
+}
+
+TEST(AppSettings, AFailedSaveOfTheUserSettingsSaysWhy) {
+  test_support::TempDir config("app-settings");
+  test_support::ScopedEnv xdg("XDG_CONFIG_HOME", config.path());
+  ASSERT_TRUE(platform::MakeDirectories(UserSettingsPath()));  // a folder where the file should be
+  std::string error;
+  EXPECT_FALSE(app_settings::SaveUserSettings(app_settings::UserSettings{}, &error));
+  EXPECT_EQ(error, UserSettingsPath() + ": " + platform::GetSystemErrorText(EISDIR));
 }
 
 TEST(DeviceList, NamesAndPatternsOfTheSettingsFile) {

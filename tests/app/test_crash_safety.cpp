@@ -1,7 +1,7 @@
 // A program that rewrites the per-user settings, AliasName.ini and a .cfg register file through the
-// program's own save paths is killed at random moments, again and again. After every kill each file must
-// read as the old or the new version, byte for byte, and a temporary file may only be one that the killed
-// save left; the next save of that file must clear it.
+// program's own save paths is killed at random moments of its save loop, again and again. After every kill
+// each file must read as the old or the new version, byte for byte, and a temporary file may only be one
+// that the killed save left; the next save of that file must clear it.
 
 #include <gtest/gtest.h>
 
@@ -103,7 +103,9 @@ class CrashSafety : public ::testing::Test {
          [this](char v) { return writer.Cfg(v); },
          [](const std::string& path, char v) {
            clsRegisters set;
-           return register_files::OpenInfoFile(path, set) && set.Registers() == rv::Image(v);
+           register_files::InfoFileFields fields;
+           return register_files::OpenInfoFile(path, set, &fields) && set.Registers() == rv::Image(v) &&
+                  fields.module == rv::Module(v) && fields.alias == (v == 'A' ? rv::Alias(v) : "");
          },
          {}},
     };
@@ -126,19 +128,12 @@ class CrashSafety : public ::testing::Test {
     return argv;
   }
 
-  // Microseconds from start to the end of the program's first round of saves: a killer waiting up to
-  // twice that hits the start-up, saves, and the gaps between them.
-  int64_t FirstRoundMicros() {
+  // Microseconds of one round of saves, between the program's reports of its first and second rounds.
+  int64_t RoundMicros() {
+    ChildProcess child(Arguments(), log, true);
+    EXPECT_TRUE(child.WaitReport()) << "no round of saves ended";
     const auto start = std::chrono::steady_clock::now();
-    ChildProcess child(Arguments(), log);
-    for (;;) {
-      std::map<std::string, LogState> states;
-      if (!ReadLog(log, states) || states["cfg"].finished ||
-          std::chrono::steady_clock::now() - start > std::chrono::seconds(5)) {
-        break;
-      }
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
+    EXPECT_TRUE(child.WaitReport()) << "no second round of saves ended";
     const auto took = std::chrono::steady_clock::now() - start;
     child.Kill();
     // The kill may have cut into the next round: put version A back.
@@ -153,21 +148,21 @@ class CrashSafety : public ::testing::Test {
     const unsigned seed = fixed != nullptr ? std::stoul(fixed) : std::random_device{}();
     SCOPED_TRACE("MSR_CRASH_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
-    // A slow disk makes rounds long; the cap keeps the test short, and the kills still land in saves.
-    std::uniform_int_distribution<int64_t> wait_us(0, std::min<int64_t>(2 * FirstRoundMicros(), 40000));
+    // Kills are timed from the end of the program's first round, when its loop runs, however long a busy
+    // machine took to start it; any moment of a round is then inside a save or between two. A slow disk
+    // makes rounds long; the cap keeps the test short.
+    std::uniform_int_distribution<int64_t> wait_us(0, std::min<int64_t>(RoundMicros(), 40000));
 
-    int before_first_save = 0;
     int interrupted = 0;
     int changed = 0;
     int temps_seen = 0;
     for (int kill = 0; kill < iterations; ++kill) {
-      ChildProcess child(Arguments(), log);
-      ASSERT_TRUE(child.Started());
+      ChildProcess child(Arguments(), log, true);
+      ASSERT_TRUE(child.WaitReport()) << "the rewriting program ended no round of saves";
       std::this_thread::sleep_for(std::chrono::microseconds(wait_us(random)));
       ASSERT_TRUE(child.Kill()) << "the rewriting program ended by itself";
       std::map<std::string, LogState> states;
       ASSERT_TRUE(ReadLog(log, states)) << "a save failed before kill " << kill;
-      before_first_save += states.empty() ? 1 : 0;
 
       bool any_interrupted = false;
       bool any_changed = false;
@@ -184,7 +179,6 @@ class CrashSafety : public ::testing::Test {
         } else {
           EXPECT_EQ(now, before) << f.file << " after kill " << kill;
         }
-        EXPECT_TRUE(f.reads_as(f.Path(), now)) << f.file << " after kill " << kill;
         any_changed = any_changed || now != f.on_disk;
         f.on_disk = now;
 
@@ -208,11 +202,10 @@ class CrashSafety : public ::testing::Test {
       ASSERT_TRUE(f.save(Other(f.on_disk))) << f.name;
       EXPECT_EQ(platform::ListDirectory(f.folder, "*"), std::vector<std::string>{f.file});
     }
-    std::cout << iterations << " kills: " << before_first_save << " before the first save, " << interrupted
-              << " in the middle of a save, " << changed << " after a file changed; " << temps_seen
-              << " temporary files found after a kill\n";
-    // Kills that miss every save would prove nothing.
-    EXPECT_GE(interrupted, iterations / 10);
+    std::cout << iterations << " kills: " << interrupted << " in the middle of a save, " << changed
+              << " after a file changed; " << temps_seen << " temporary files found after a kill\n";
+    // The loop is nearly all saves: kills that miss them would mean the timing is off.
+    EXPECT_GE(interrupted, iterations / 2);
   }
 
   // Where CTest puts the test programs; computed before MSRCFG_HOME moves the program folder.

@@ -1,7 +1,10 @@
 // Open, Save and Save HEX of the window, with the file dialogs answered by the headless UI services.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "app/register_file_actions.h"
+#include "platform/system_error.h"
 #include "platform/ui_services.h"
 #include "registers/clsRegisters.h"
 #include "registers/register_files.h"
@@ -77,9 +80,8 @@ TEST_F(FileActions, SaveWritesImageModuleAndAlias) {
   EXPECT_EQ(dir.ReadFile("dflt.cfg"),
             "[MSRRegister]\nModule = Unknown\nRegisters = " + BytesToHex(image) + "\n");
   EXPECT_FALSE(actions.Save(registers, "KRD36AR", ""));
-  EXPECT_EQ(Shown(),
-            "[B]T - Save File OK!\r\nT - Save File OK!\r\n[R]T - Save File NG!\r\nT - cannot write " +
-                dir.File("blocked/x.cfg") + "\r\n");
+  EXPECT_EQ(Shown(), "[B]T - Save File OK!\r\nT - Save File OK!\r\n[R]T - Save File NG!\r\nT - " +
+                         dir.File("blocked/x.cfg") + ": " + platform::GetSystemErrorText(ENOTDIR) + "\r\n");
   EXPECT_EQ(ui.dialog_filters, Texts(3, "CFG File (*.cfg)|*.cfg"));
 }
 

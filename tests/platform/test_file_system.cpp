@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,6 +39,8 @@ TEST_P(DurableReplace, KeepsModeAndNeverReusesATakenTemporaryName) {
   ASSERT_EQ(stat(target.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0600u);
   EXPECT_EQ(dir.List(), std::vector<std::string>{"t.ini"});
+  // The mark of the temporary file does not stay on the file it became.
+  EXPECT_LT(getxattr(target.c_str(), platform::kTemporaryFileMark, nullptr, 0), 0);
 
   dir.WriteFile("t.tmp", "someone else's");
   std::string error;
@@ -56,30 +59,41 @@ TEST_P(DurableReplace, KeepsModeAndNeverReusesATakenTemporaryName) {
 
   ASSERT_TRUE(platform::WriteFileDurably(target, "third"));
   EXPECT_EQ(dir.List(), (std::vector<std::string>{"t.ini", "t.tmp"}));
+
+  // A new file gets what the umask leaves of 0666.
+  const mode_t old_mask = umask(027);
+  const bool written = platform::ReplaceFileDurably(dir.File("n.tmp"), dir.File("n.ini"), "new");
+  umask(old_mask);
+  ASSERT_TRUE(written);
+  ASSERT_EQ(stat(dir.File("n.ini").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);
 }
 
-// A writer that was killed leaves "<name>.part<pid>-<n>"; the next write of that name clears it, unless
-// its writer still holds it.
+// A writer that was killed leaves "<name>.part<pid>-<n>"; the next write of that name clears it, and
+// only it (which files are abandoned at all is RemoveAbandonedFile's business, below).
 TEST_P(DurableReplace, WriteClearsAbandonedPartFilesOfItsTargetOnly) {
   const std::vector<std::string> others = {"t.hex.part", "t.hex.part12", "t.hex.partial-1", "u.hex.part12-1"};
-  for (const std::string& name : others) dir.WriteFile(name, "");
-  dir.WriteFile("t.hex.part12-1", ":1000");
-  dir.WriteFile("t.hex.part13-2", "");
-  {
-    test_support::HeldFileLock live_writer(dir.File("t.hex.part13-2"));
-    ASSERT_TRUE(platform::WriteFileDurably(dir.File("t.hex"), ":00000001FF"));
-  }
+  for (const std::string& name : others) test_support::LeaveAbandonedTemporaryFile(dir.File(name));
+  test_support::LeaveAbandonedTemporaryFile(dir.File("t.hex.part12-1"), ":1000");
+  ASSERT_TRUE(platform::WriteFileDurably(dir.File("t.hex"), ":00000001FF"));
   std::vector<std::string> left = others;
-  left.insert(left.end(), {"t.hex", "t.hex.part13-2"});
+  left.push_back("t.hex");
   std::sort(left.begin(), left.end());
   EXPECT_EQ(dir.List(), left);
   EXPECT_EQ(dir.ReadFile("t.hex"), ":00000001FF");
 }
 
-TEST(FileSystem, OnlyFilesThatNobodyHoldsAreRemovedAsAbandoned) {
+TEST(FileSystem, OnlyMarkedFilesThatNobodyHoldsAreRemovedAsAbandoned) {
   TempDir dir;
-  const std::string live = dir.WriteFile("live.tmp", "");
-  const std::string dead = dir.WriteFile("dead.tmp", "");
+  const std::string live = dir.File("live.tmp");
+  const std::string dead = dir.File("dead.tmp");
+  test_support::LeaveAbandonedTemporaryFile(live);
+  test_support::LeaveAbandonedTemporaryFile(dead);
+  dir.WriteFile("users.tmp", "");
+  // What a kill leaves of the named way in the moment before the mark: empty, with the sticky bit.
+  const std::string fresh = dir.WriteFile("fresh.tmp", "");
+  const std::string fresh_but_full = dir.WriteFile("full.tmp", "data");
+  for (const std::string& path : {fresh, fresh_but_full}) ASSERT_EQ(chmod(path.c_str(), 01600), 0);
   ASSERT_TRUE(platform::MakeDirectories(dir.File("folder.tmp")));
   ASSERT_EQ(symlink(live.c_str(), dir.File("link.tmp").c_str()), 0);
   {
@@ -87,10 +101,12 @@ TEST(FileSystem, OnlyFilesThatNobodyHoldsAreRemovedAsAbandoned) {
     EXPECT_FALSE(platform::RemoveAbandonedFile(live));
     EXPECT_TRUE(platform::RemoveAbandonedFile(dead));
     EXPECT_FALSE(platform::RemoveAbandonedFile(dead));
-    EXPECT_FALSE(platform::RemoveAbandonedFile(dir.File("folder.tmp")));
+    EXPECT_TRUE(platform::RemoveAbandonedFile(fresh));
+    for (const char* name : {"users.tmp", "full.tmp", "folder.tmp", "link.tmp"})
+      EXPECT_FALSE(platform::RemoveAbandonedFile(dir.File(name))) << name;
   }
-  EXPECT_FALSE(platform::RemoveAbandonedFile(dir.File("link.tmp")));  // a link is nobody's temporary file
-  EXPECT_EQ(dir.List(), (std::vector<std::string>{"folder.tmp", "link.tmp", "live.tmp"}));
+  EXPECT_EQ(dir.List(),
+            (std::vector<std::string>{"folder.tmp", "full.tmp", "link.tmp", "live.tmp", "users.tmp"}));
   EXPECT_TRUE(platform::RemoveAbandonedFile(live));  // its writer is gone
 }
 

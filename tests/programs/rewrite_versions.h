@@ -1,8 +1,8 @@
 #pragma once
 // Two versions, A and B, of three files the program rewrites, each written through the program's own save
 // path: the per-user settings as the window saves them on close, AliasName.ini through the alias dialog's
-// Modify, and a .cfg register file as Save writes it. The versions differ in one value per file, so every
-// save leaves either version whole on disk and no mixture.
+// Modify, and a .cfg register file as Save writes it. The .cfg versions differ in every key (B has no
+// alias), so a save that is not one write would be caught leaving a mixture.
 
 #include <cstdint>
 #include <string>
@@ -32,6 +32,9 @@ inline std::string Port(char version) {
 inline std::string Alias(char version) {
   return version == 'A' ? "Gate A" : "Gate B";
 }
+inline std::string Module(char version) {
+  return version == 'A' ? kModel : "KRD320RK";
+}
 
 // Works in the program and settings folders that MSRCFG_HOME and XDG_CONFIG_HOME name at construction.
 class Writer {
@@ -55,7 +58,8 @@ class Writer {
     return cboAliasName_.ListCount() == 2;
   }
   bool Cfg(char version) {
-    return register_files::SaveInfoFile(cfg_path_, Image(version), kModel, Alias('A'));
+    return register_files::SaveInfoFile(cfg_path_, Image(version), Module(version),
+                                        version == 'A' ? Alias('A') : "");
   }
 
  private:

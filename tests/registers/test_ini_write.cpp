@@ -1,22 +1,27 @@
 // Writing the INI dialect: where SetKeyValue puts a line, deletions, escapes on the way out, the rewrite
-// through a temporary file and the clearing of abandoned ones, and a golden rewrite of a realistic file.
+// through a temporary file, the clearing of abandoned ones, two programs rewriting one file, the reasons of
+// failed writes, and a golden rewrite of a realistic file.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cerrno>
+#include <filesystem>
 #include <string>
 
 #include "platform/file_system.h"
+#include "platform/system_error.h"
 #include "registers/clsINIFile.h"
+#include "registers/user_settings.h"
 #include "tests/registers/register_fixture.h"
 #include "tests/support/child_process.h"
+#include "tests/support/program_folder.h"
 
 namespace {
 
+using test_support::ScopedEnv;
 using test_support::TempDir;
 
 TEST(IniWrite, TabsAndLineBreaksAreEscapedButBackslashesAreNot) {
@@ -47,38 +52,33 @@ TEST(IniWrite, TheFirstOfTwoEqualKeysIsReplacedAndDeleted) {
   EXPECT_FALSE(ini.SetKeyValue("[x", "a]b", "A"));
   EXPECT_FALSE(ini.SetKeyValue("k", "v", "A]x"));
   EXPECT_FALSE(ini.SetKeyValue("k", "v", ""));
+  // One name that cannot be written refuses the whole set of changes.
+  EXPECT_FALSE(ini.ChangeKeys({{"A", "fine", "1"}, {"A", "a=b", "2"}}));
+  EXPECT_EQ(ini.LastError(), dir.File("s.ini") + ": \"a=b\" cannot be written as a key");
   EXPECT_EQ(dir.ReadFile("s.ini"), "[A]\nK = 2\n[B]\nk = 3\n");
 }
 
-TEST(IniWrite, TemporaryNamesDropExtensionAndBracketGroup) {
-  EXPECT_EQ(clsINIFile::TempFileName("/d/AliasName.ini", 1), "/d/AliasName(1).tmp");
-  EXPECT_EQ(clsINIFile::TempFileName("/d/x(3).cfg", 2), "/d/x(2).tmp");
-  EXPECT_EQ(clsINIFile::TempFileName("/d.e/noext", 65535), "/d.e/noext(65535).tmp");
-  EXPECT_EQ(clsINIFile::TempFileName("rel.ini", 7), "rel(7).tmp");
-}
-
-TEST(IniWrite, RewritesLeaveNoTemporaryFilesAndStepOverTakenNames) {
+TEST(IniWrite, RewritesClearOnlyTheProgramsAbandonedTemporaryFiles) {
   TempDir dir;
   clsINIFile ini(dir.File("x.ini"));
-  for (int i = 0; i < 5; ++i) ASSERT_TRUE(ini.SetKeyValue("k" + std::to_string(i), "v", "S"));
-  ASSERT_TRUE(ini.DeleteKey("k0", "S"));
-  EXPECT_EQ(dir.List(), std::vector<std::string>{"x.ini"});
-
-  // A live writer's x(1).tmp (it holds the lock) stays as it is and the rewrite goes through x(2).tmp.
-  // Temporary names that killed writers of x.ini, x.cfg or x(3).ini left (nobody holds them) are cleared;
-  // other names stay.
-  const std::vector<std::string> others = {"x(1).tmp.bak", "x(a).tmp", "x().tmp", "xy(1).tmp", "y(1).tmp"};
+  // A live writer's x(1).tmp (it holds the lock) stays and the rewrite goes through x(2).tmp. Temporary
+  // files that killed writers of x.ini, x.cfg or x(3).ini left (marked, nobody holds them) are cleared.
+  // The user's own files stay: other names, names like ours without the mark, and a marked file that was
+  // renamed, so that its mark names another file.
+  const std::vector<std::string> others = {"x(1).tmp.bak", "x(a).tmp", "x().tmp",
+                                           "xy(1).tmp",    "y(1).tmp", "x(9).tmp"};
   for (const std::string& name : others) dir.WriteFile(name, "");
-  dir.WriteFile("x(1).tmp", "not ours");
-  dir.WriteFile("x(2).tmp", "[S]\nhalf");
-  dir.WriteFile("x(17).tmp", "");
+  test_support::LeaveAbandonedTemporaryFile(dir.File("x(1).tmp"), "live");
+  test_support::LeaveAbandonedTemporaryFile(dir.File("x(2).tmp"), "[S]\nhalf");
+  test_support::LeaveAbandonedTemporaryFile(dir.File("x(4).tmp"));
+  ASSERT_EQ(rename(dir.File("x(4).tmp").c_str(), dir.File("x(8).tmp").c_str()), 0);
   {
     test_support::HeldFileLock live_writer(dir.File("x(1).tmp"));
     ASSERT_TRUE(ini.SetKeyValue("k9", "v", "S"));
   }
-  EXPECT_EQ(dir.ReadFile("x(1).tmp"), "not ours");
+  EXPECT_EQ(dir.ReadFile("x(1).tmp"), "live");
   std::vector<std::string> left = others;
-  left.insert(left.end(), {"x(1).tmp", "x.ini"});
+  left.insert(left.end(), {"x(1).tmp", "x(8).tmp", "x.ini"});
   std::sort(left.begin(), left.end());
   EXPECT_EQ(dir.List(), left);
   EXPECT_EQ(ini.GetKeyValue("k9", "", "S"), "v");
@@ -91,42 +91,66 @@ TEST(IniWrite, RewritesLeaveNoTemporaryFilesAndStepOverTakenNames) {
   EXPECT_EQ(dir.ReadFile("x(5).tmp"), "[S]\nk = v\n");
 }
 
-// Two programs rewrite one file at the same time, each clearing abandoned temporary files before it writes:
-// neither may take the other's temporary file for abandoned, with temporary files unnamed while they are
-// written or named from the start.
-TEST(IniWrite, TwoProcessesRewritingOneFileNeverBreakEachOthersWrites) {
-  for (bool unnamed : {true, false}) {
+// The emulator adds its port while the window saves its settings: two programs each save their own keys
+// into one settings file, with temporary files unnamed while they are written or named from the start.
+// A rewrite that read the file before the other program's rename would drop that program's key.
+TEST(IniWrite, TwoProgramsSavingIntoOneSettingsFileLoseNoKey) {
+  constexpr int kSaves = 200;
+  const std::string program = test_support::BuildDir() + "/tests/msr_save_keys";
+  for (const char* way : {"--unnamed", "--named"}) {
     TempDir dir;
-    platform::SetUnnamedTempFiles(unnamed);
-    const std::string path = dir.File("shared.ini");
-    auto rewrite = [&path](const char* key) {
-      clsINIFile ini(path);
-      int failed = 0;
-      for (int i = 0; i < 60; ++i) failed += ini.SetKeyValue(key, std::to_string(i), "S") ? 0 : 1;
-      return failed;
-    };
-    const pid_t child = fork();
-    if (child == 0) _exit(rewrite("child") == 0 ? 0 : 1);
-    const int failed = rewrite("parent");
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    platform::SetUnnamedTempFiles(true);
-    EXPECT_EQ(failed, 0) << "unnamed " << unnamed;
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "unnamed " << unnamed;
-    EXPECT_EQ(dir.List(), std::vector<std::string>{"shared.ini"});
+    ScopedEnv xdg("XDG_CONFIG_HOME", dir.path());
+    {
+      test_support::ChildProcess ports({program, "SerialPorts", "COM", std::to_string(kSaves), way});
+      test_support::ChildProcess window({program, "COMM", "Key", std::to_string(kSaves), way});
+      EXPECT_TRUE(ports.Finish()) << way;
+      EXPECT_TRUE(window.Finish()) << way;
+    }
+    clsINIFile settings(UserSettingsPath());
+    EXPECT_EQ(settings.EnumSectionKeys("SerialPorts").size(), size_t{kSaves}) << way;
+    EXPECT_EQ(settings.EnumSectionKeys("COMM").size(), size_t{kSaves}) << way;
+    EXPECT_EQ(platform::ListDirectory(dir.File("zk4100_MSR"), "*"), std::vector<std::string>{"settings.ini"});
   }
 }
 
-TEST(IniWrite, AReadOnlyFileIsNotChanged) {
+// A settings file that is a symbolic link into another folder stays a link; the file it leads to gets the
+// change, and no temporary file is left in either folder.
+TEST(IniWrite, ALinkStaysALinkAndItsFileIsRewritten) {
   TempDir dir;
-  std::string path = dir.WriteFile("r.ini", "[S]\nk = 1\n");
-  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  clsINIFile ini(path);
-  EXPECT_TRUE(ini.FileAttributes().read_only);
-  EXPECT_FALSE(ini.SetKeyValue("k", "2", "S"));
-  EXPECT_FALSE(ini.DeleteSection("S"));
+  dir.WriteFile("real.ini", "[S]\nk = 1\n");
+  ASSERT_TRUE(platform::MakeDirectories(dir.File("config")));
+  ASSERT_EQ(symlink("../real.ini", dir.File("config/settings.ini").c_str()), 0);
+  clsINIFile ini(dir.File("config/settings.ini"));
+  ASSERT_TRUE(ini.SetKeyValue("k", "2", "S"));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.File("config/settings.ini")));
+  EXPECT_EQ(dir.ReadFile("real.ini"), "[S]\nk = 2\n");
+  EXPECT_EQ(dir.List(), (std::vector<std::string>{"config", "real.ini"}));
+  EXPECT_EQ(platform::ListDirectory(dir.File("config"), "*"), std::vector<std::string>{"settings.ini"});
+}
+
+// A write that cannot be made changes nothing and says why: a file without write bits (refused even for
+// root, who could write it), a file where a folder should be, a folder where the file should be.
+TEST(IniWrite, AWriteThatCannotBeMadeChangesNothingAndLastErrorSaysWhy) {
+  TempDir dir;
+  const std::string read_only = dir.WriteFile("r.ini", "[S]\nk = 1\n");
+  ASSERT_EQ(chmod(read_only.c_str(), 0444), 0);
+  ASSERT_TRUE(platform::MakeDirectories(dir.File("folder.ini")));
+  const std::pair<std::string, int> cases[] = {
+      {read_only, EACCES}, {dir.File("r.ini/x.ini"), ENOTDIR}, {dir.File("folder.ini"), EISDIR}};
+  for (const auto& [path, code] : cases) {
+    clsINIFile ini(path);
+    EXPECT_FALSE(ini.SetKeyValue("k", "2", "S"));
+    EXPECT_EQ(ini.LastError(), path + ": " + platform::GetSystemErrorText(code));
+  }
   EXPECT_EQ(dir.ReadFile("r.ini"), "[S]\nk = 1\n");
-  EXPECT_EQ(dir.List(), std::vector<std::string>{"r.ini"});
+  EXPECT_EQ(dir.List(), (std::vector<std::string>{"folder.ini", "r.ini"}));
+
+  clsINIFile ini(read_only);
+  EXPECT_TRUE(ini.FileAttributes().read_only);
+  EXPECT_FALSE(ini.DeleteSection("S"));
+  ASSERT_EQ(chmod(read_only.c_str(), 0644), 0);
+  EXPECT_TRUE(ini.DeleteSection("S"));
+  EXPECT_EQ(ini.LastError(), "");
 }
 
 TEST(IniWrite, MissingFilesAndFoldersAreCreatedByWritesOnly) {
