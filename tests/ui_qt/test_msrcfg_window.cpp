@@ -131,13 +131,26 @@ TEST_F(Msrcfg, TheAliasDialogKeepsTheWindowWaitingUntilItIsAnswered) {
   form->cboAliasName.UserSelect(0);
   QWidget* dialog = WidgetOf(form->m_oAliasNames.Dialog());
   bool seen = false;
+  // The name box passes Enter and Escape on to the dialog: Escape cancels, Enter adds the name typed.
+  bool answered_by_key = true;
+  int key = Qt::Key_Escape;
   form->m_oAliasNames.Dialog().OnShown = [&](frmAliasName& shown) {
     seen = QApplication::activeModalWidget() == dialog && dialog->parentWidget() == &window->Widget();
+    if (key == Qt::Key_Return) shown.txtName.SetText("Cafe");
+    QTest::keyClick(WidgetOf(shown.txtName), static_cast<Qt::Key>(key));
+    if (!shown.Shown()) return;
+    answered_by_key = false;
     Press(*shown.cmdAction[frmAliasName::kCancel]);
   };
   Press(form->cmdAliasName);
-  EXPECT_TRUE(seen);
+  EXPECT_TRUE(seen && answered_by_key);
   EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+  EXPECT_EQ(form->cboAliasName.ListCount(), 1);
+  key = Qt::Key_Return;
+  form->cboAliasName.UserSelect(0);
+  Press(form->cmdAliasName);
+  EXPECT_TRUE(answered_by_key);
+  EXPECT_EQ(form->cboAliasName.ListCount(), 2);
 }
 
 TEST_F(Msrcfg, EveryControlIsReachableFromTheKeyboard) {
