@@ -11,6 +11,7 @@
 #include "platform/comm_state.h"
 #include "platform/serial_registry.h"
 #include "platform/system_error.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ clsIMScomm::~clsIMScomm() {
 // ---- Attach protocol ----------------------------------------------------------------------------------
 
 void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAnswer& result) {
-  const std::string command = comm::ToUpper(key);
+  const std::string command = platform::text::Upper(key);
   if (command == "INDEX") {
     // Every port object of the container counts the position down by one; the one that reaches 0 is it.
     const auto position = NumericArgument(value);
@@ -58,7 +59,8 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
   } else if (command == "COMMPORT") {
     std::optional<double> number = NumericArgument(value);
     const std::string* text = std::get_if<std::string>(&value);
-    if (!number && text != nullptr && comm::ToUpper(text->substr(0, kSerialPrefix.size())) == kSerialPrefix) {
+    if (!number && text != nullptr &&
+        platform::text::Upper(text->substr(0, kSerialPrefix.size())) == kSerialPrefix) {
       number = comm::LeadingNumber(std::string_view(*text).substr(kSerialPrefix.size()));
     }
     if (number && *number == std::floor(*number) && *number >= 1 && *number <= kHighestPortNumber) {
@@ -131,11 +133,10 @@ void clsIMScomm::SetCommPort(const std::string& name) {
 
 void clsIMScomm::SetPortOpen(bool open) {
   if (m_oMSComm == nullptr) return;
-  const platform::PortResult result = m_oMSComm->SetPortOpen(open);
-  if (result.ok) return;
-  std::string reason = result.message;
-  if (reason.empty() && result.error != 0) reason = platform::GetSystemErrorText(result.error);
-  if (!reason.empty() && owner_ != nullptr) owner_->RaiseOnEvent("PortOpen - " + reason);
+  last_open_ = m_oMSComm->SetPortOpen(open);
+  if (last_open_.ok) return;
+  if (!last_open_.message.empty() && owner_ != nullptr)
+    owner_->RaiseOnEvent("PortOpen - " + last_open_.message);
 }
 
 std::string clsIMScomm::Settings() const {
@@ -226,12 +227,12 @@ bool clsIMScomm::SetProperties(const std::string& name, const CommValue& value) 
 
 CommValue clsIMScomm::GetPrefixedMember(const std::string& name, bool& found) {
   found = false;
-  if (!comm::StartsWithNoCase(name, kMemberPrefix)) return CommValue();
+  if (!platform::text::StartsWithNoCase(name, kMemberPrefix)) return CommValue();
   return GetOwnProperty(name.substr(kMemberPrefix.size()), found);
 }
 
 bool clsIMScomm::SetPrefixedMember(const std::string& name, const CommValue& value) {
-  if (!comm::StartsWithNoCase(name, kMemberPrefix)) return false;
+  if (!platform::text::StartsWithNoCase(name, kMemberPrefix)) return false;
   return SetOwnProperty(name.substr(kMemberPrefix.size()), value);
 }
 

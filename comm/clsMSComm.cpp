@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "comm/comm_value.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ const Member kMembers[] = {
 
 const Member* FindMember(std::string_view name) {
   for (const Member& member : kMembers) {
-    if (comm::EqualsNoCase(member.name, name)) return &member;
+    if (platform::text::EqualNoCase(member.name, name)) return &member;
   }
   return nullptr;
 }
@@ -271,7 +272,7 @@ int32_t clsMSComm::GetCommPortCount() {
   enumerated_ = true;
   const std::string rest = joined.empty() ? std::string() : joined.substr(1);
   if (!rest.empty()) {
-    port_names_ = comm::SplitText(rest, '\0');
+    port_names_ = platform::text::Split(rest, '\0');
     port_count_ = static_cast<int32_t>(port_names_.size());
   }
   return port_count_;

@@ -69,10 +69,10 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
     }
     for (const std::string& rate : rates) {
       if (keyboard) {
-        RaiseMessage("Scan", "Scan " + name);
+        RaiseMessage(kMessageScan, "Scan " + name);
       } else {
         SetSettings(rate);
-        RaiseMessage("Scan", "Scan " + name + ", BaudRate=" + rate);
+        RaiseMessage(kMessageScan, "Scan " + name + ", BaudRate=" + rate);
       }
       platform::SleepMs(kAfterSettingsMs);
       if (!PortOpen()) break;
@@ -80,7 +80,7 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
       if (gnet::MatchesModule(answer, patterns)) {
         module_name = answer;
         port = name;
-        RaiseMessage("Scan", "Found " + answer);
+        RaiseMessage(kMessageScan, std::string(kScanFound) + " " + answer);
         if (!keyboard) {
           baud_rate = gnet::RateOfEntry(rate);
           found = true;
@@ -97,7 +97,7 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
     }
     if (keyboard && KeyboardPortError) {
       const auto [number, text] = KeyboardPortError();
-      if (number != 0) RaiseMessage("Scan", "Scan PS/2 Error - " + text);
+      if (number != 0) RaiseMessage(kMessageScan, "Scan PS/2 Error - " + text);
     }
     if (!found && PortOpen()) SetPortOpen(false);
     if (found || gnet_cancel_) break;
