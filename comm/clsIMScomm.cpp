@@ -22,6 +22,9 @@ constexpr int kHighestPortNumber = 256;
 // A device that stored something other than what was written usually takes it on a second try once
 // its driver has settled.
 constexpr int kSettingsRetryDelayMs = 50;
+// What the comm trace's lines about the device's settings start with.
+constexpr const char* kGetTrace = "GetCOMMSettings - ";
+constexpr const char* kSetTrace = "SetCOMMSettings - ";
 
 // A number passed in the attach protocol: a numeric value or a text that is one number.
 std::optional<double> NumericArgument(const CommValue& value) {
@@ -46,7 +49,7 @@ clsIMScomm::~clsIMScomm() {
 
 void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAnswer& result) {
   const std::string command = platform::text::Upper(key);
-  if (command == "INDEX") {
+  if (command == attach_protocol::kOrderIndex) {
     // Every port object of the container counts the position down by one; the one that reaches 0 is it.
     const auto position = NumericArgument(value);
     if (!position) return;
@@ -56,7 +59,7 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
       value = *position - 1;
     }
     if (*position - 1 == 0) result.object = this;
-  } else if (command == "COMMPORT") {
+  } else if (command == attach_protocol::kOrderCommPort) {
     std::optional<double> number = NumericArgument(value);
     const std::string* text = std::get_if<std::string>(&value);
     if (!number && text != nullptr &&
@@ -66,7 +69,7 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
     if (number && *number == std::floor(*number) && *number >= 1 && *number <= kHighestPortNumber) {
       result.object = this;
     }
-  } else if (command == "REATTACH") {
+  } else if (command == attach_protocol::kReattach) {
     if (result.handled.find(kTag) != std::string::npos) return;
     // "+name": every object but the named one re-attaches; "-name": only the named one does.
     const std::string order = comm::AsText(value).value_or(std::string());
@@ -167,12 +170,12 @@ std::string clsIMScomm::GetCOMMSettings(int32_t handle) const {
   if (m_oMSComm == nullptr) return std::string();
   platform::CommState state;
   if (const int error = m_oMSComm->GetCommState(handle, state); error != 0) {
-    comm::Trace("GetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kGetTrace + platform::GetSystemErrorText(error));
     return std::string();
   }
   std::vector<std::string> errors;
   std::string text = comm::FormatSettingsText(state, errors);
-  for (const std::string& error : errors) comm::Trace("GetCOMMSettings - " + error);
+  for (const std::string& error : errors) comm::Trace(kGetTrace + error);
   return text;
 }
 
@@ -180,15 +183,15 @@ bool clsIMScomm::SetCOMMSettings(int32_t handle, const std::string& settings) {
   if (m_oMSComm == nullptr) return false;
   platform::CommState state;
   if (const int error = m_oMSComm->GetCommState(handle, state); error != 0) {
-    comm::Trace("SetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kSetTrace + platform::GetSystemErrorText(error));
     return false;
   }
   if (const std::string failed = comm::ParseSettingsText(settings, state); !failed.empty()) {
-    comm::Trace("SetCOMMSettings - " + failed);
+    comm::Trace(kSetTrace + failed);
     return false;
   }
   if (const int error = m_oMSComm->SetCommState(handle, state); error != 0) {
-    comm::Trace("SetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kSetTrace + platform::GetSystemErrorText(error));
     return false;
   }
   return true;

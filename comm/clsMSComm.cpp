@@ -106,7 +106,7 @@ void clsMSComm::AttachOrder(const std::string& name, bool attach) {
   if (name.empty() || !Request) return;
   CommValue param1 = name + (attach ? "+" : "-");
   clsMSComm* param2 = nullptr;
-  Request("REATTACH", param1, param2);
+  Request(attach_protocol::kReattach, param1, param2);
 }
 
 void clsMSComm::AttachOrder(const std::string&, CommValue&, AttachAnswer&) {}
@@ -249,7 +249,7 @@ void clsMSComm::SetCommPort(const std::string& name) {
   if (PortOpen()) SetPortOpen(false);
   CommValue new_name = name;
   clsMSComm* port = nullptr;
-  if (Request) Request("CommPort", new_name, port);
+  if (Request) Request(attach_protocol::kRequestCommPort, new_name, port);
   Attach(port);
   if (attached_) attached_->SetCommPort(comm::AsText(new_name).value_or(name));
 }
@@ -260,7 +260,7 @@ int32_t clsMSComm::GetCommPortCount() {
   for (int32_t i = 1; i <= kMaxPortObjects && Request; ++i) {
     CommValue index = i;
     clsMSComm* port = nullptr;
-    Request("Index", index, port);
+    Request(attach_protocol::kRequestIndex, index, port);
     if (port == nullptr) break;
     for (int32_t k = 0; k < kMaxNamesPerObject; ++k) {
       const std::string name = port->EnumCommPort(k);

@@ -111,26 +111,26 @@ void ucGNet::RaiseMessage(const std::string& msg_type, const std::string& msg) {
 }
 
 void ucGNet::OnPortRequest(const std::string& command, CommValue& param1, clsMSComm*& param2) {
-  if (command == "REATTACH") {
+  if (command == attach_protocol::kReattach) {
     // "IMSComm-" asks the objects to detach IMSComm: they get the sign first, "-IMSComm".
     const std::string* text = std::get_if<std::string>(&param1);
     if (!text || text->empty()) return;
     CommValue value = std::string(1, text->back()) + text->substr(0, text->size() - 1);
     AttachAnswer answer;
-    for (clsMSComm* object : port_objects_) object->AttachOrder("REATTACH", value, answer);
-  } else if (command == "Index") {
+    for (clsMSComm* object : port_objects_) object->AttachOrder(attach_protocol::kReattach, value, answer);
+  } else if (command == attach_protocol::kRequestIndex) {
     // Each object counts the index down by one; the one that reaches 0 is the i-th.
     CommValue counter = param1;
     AttachAnswer answer;
     for (clsMSComm* object : port_objects_) {
-      object->AttachOrder("INDEX", counter, answer);
+      object->AttachOrder(attach_protocol::kOrderIndex, counter, answer);
       if (answer.object) break;
     }
     param2 = answer.object;
-  } else if (command == "CommPort") {
+  } else if (command == attach_protocol::kRequestCommPort) {
     AttachAnswer answer;
     for (clsMSComm* object : port_objects_) {
-      object->AttachOrder("COMMPORT", param1, answer);
+      object->AttachOrder(attach_protocol::kOrderCommPort, param1, answer);
       if (answer.object) break;
     }
     param2 = answer.object;
