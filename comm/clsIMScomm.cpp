@@ -35,10 +35,6 @@ std::optional<double> NumericArgument(const CommValue& value) {
   return comm::NumberOf(value);
 }
 
-bool StartsWithSerialPrefix(std::string_view name) {
-  return name.substr(0, kSerialPrefix.size()) == kSerialPrefix;
-}
-
 }  // namespace
 
 clsIMScomm::~clsIMScomm() {
@@ -62,10 +58,8 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
   } else if (command == attach_protocol::kOrderCommPort) {
     std::optional<double> number = NumericArgument(value);
     const std::string* text = std::get_if<std::string>(&value);
-    if (!number && text != nullptr &&
-        platform::text::Upper(text->substr(0, kSerialPrefix.size())) == kSerialPrefix) {
-      number = comm::LeadingNumber(std::string_view(*text).substr(kSerialPrefix.size()));
-    }
+    // Any case here: the container asks whether the number fits, not who owns the name.
+    if (!number && text != nullptr) number = comm::SerialPortNumber(platform::text::Upper(*text));
     if (number && *number == std::floor(*number) && *number >= 1 && *number <= kHighestPortNumber) {
       result.object = this;
     }
@@ -126,12 +120,10 @@ void clsIMScomm::SetCommPort(const std::string& name) {
     return;
   }
   // Lower-case "com3" is not a port name of this object: another port object may own such names.
-  if (!StartsWithSerialPrefix(name)) return;
+  const std::optional<double> number = comm::SerialPortNumber(name);
+  if (!number) return;
   if (PortOpen()) SetPortOpen(false);
-  if (const auto port =
-          comm::RoundToInt16(comm::LeadingNumber(std::string_view(name).substr(kSerialPrefix.size())))) {
-    m_oMSComm->SetCommPort(*port);
-  }
+  if (const auto port = comm::RoundToInt16(*number)) m_oMSComm->SetCommPort(*port);
 }
 
 void clsIMScomm::SetPortOpen(bool open) {

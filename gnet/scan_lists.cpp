@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "comm/comm_value.h"
+#include "comm/port_names.h"
 #include "gnet/like_pattern.h"
 #include "platform/text.h"
 
@@ -54,13 +55,8 @@ bool MatchesModule(const std::string& answer, const std::vector<std::string>& pa
 
 std::string NormalizeScanPort(const std::string& port) {
   const std::string name = platform::text::Upper(platform::text::Trim(port, platform::text::kSpaces));
-  const std::optional<double> number = ComPortNumber(name);
+  const std::optional<double> number = comm::SerialPortNumber(name);
   return number ? kComPrefix + NumberText(*number) : name;
-}
-
-std::optional<double> ComPortNumber(const std::string& name) {
-  if (name.rfind(kComPrefix, 0) != 0) return std::nullopt;
-  return comm::LeadingNumber(std::string_view(name).substr(3));
 }
 
 int32_t RateOfEntry(const std::string& entry) {

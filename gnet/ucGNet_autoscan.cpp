@@ -1,6 +1,7 @@
 // Finding a reader: every port the port objects offer, every rate of the list, a poll, a name check.
 #include <algorithm>
 
+#include "comm/port_names.h"
 #include "gnet/busy_scope.h"
 #include "gnet/scan_lists.h"
 #include "gnet/ucGNet.h"
@@ -23,7 +24,7 @@ std::vector<std::string> ucGNet::ScanPortList(const std::string& preferred, bool
   const int32_t count = GetCommPortCount();
   for (int32_t i = 0; i < count; ++i) {
     const std::string name = EnumCommPort(i);
-    const std::optional<double> number = gnet::ComPortNumber(name);
+    const std::optional<double> number = comm::SerialPortNumber(name);
     if (number && (*number < 1 || *number > kHighestScannedCom)) continue;
     if (name == preferred) {
       preferred_offered = true;
