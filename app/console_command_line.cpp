@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "app/app_settings.h"
 #include "platform/text.h"
 
 namespace {
@@ -123,8 +122,8 @@ bool IsConsoleArguments(const std::vector<std::string>& args) {
     if (FindLongOption(arg, inline_value) != nullptr) return true;
   }
   const std::string line = JoinCommandLine(args);
-  return app_settings::HasSwitch(line, kWriteFileSwitch) ||
-         app_settings::HasSwitch(line, kWriteDefaultSwitch);
+  return platform::text::ContainsNoCase(line, kWriteFileSwitch) ||
+         platform::text::ContainsNoCase(line, kWriteDefaultSwitch);
 }
 
 bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest& request,
@@ -201,7 +200,7 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
   const std::string line = JoinCommandLine(rest);
   const size_t file_switch = FindSwitch(line, kWriteFileSwitch);
   const bool writes = file_option || default_option || file_switch != std::string::npos ||
-                      app_settings::HasSwitch(line, kWriteDefaultSwitch);
+                      platform::text::ContainsNoCase(line, kWriteDefaultSwitch);
   if (writes) {
     ++actions;
     request.action = ConsoleRequest::Action::kWriteFile;
