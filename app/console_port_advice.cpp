@@ -25,7 +25,7 @@ std::vector<std::string> PortOpenAdvice(const std::string& port, const platform:
   const std::string reason = result.ok ? port + " is not a serial port name" : result.message;
   // The example line names the port asked for, so a technician can copy it and change only the device.
   const std::string name = platform::text::StartsWithNoCase(port, kSerialPrefix) ? port : "COM3";
-  return {reason + "; " + KnownPortsText(known), "to map " + name + " to a device, add the line \"" + name +
-                                                     " = " + kExampleDevice +
-                                                     "\" to section [SerialPorts] of " + settings_path};
+  const std::string map_line = "\"" + name + " = " + kExampleDevice + "\"";
+  return {reason + "; " + KnownPortsText(known), "to map " + name + " to a device, add the line " + map_line +
+                                                     " to section [SerialPorts] of " + settings_path};
 }
