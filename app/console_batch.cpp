@@ -3,16 +3,21 @@
 #include <exception>
 
 #include "app/alias_names.h"
+#include "app/app_settings.h"
+#include "app/console_command_line.h"
 #include "app/console_output.h"
+#include "app/console_port_advice.h"
 #include "app/frmMain.h"
 #include "comm/comm_settings.h"
 #include "gnet/like_pattern.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/paths.h"
+#include "platform/serial_registry.h"
+#include "platform/text.h"
 #include "registers/clsINIFile.h"
-#include "registers/number_text.h"
 #include "registers/register_files.h"
+#include "registers/user_settings.h"
 #include "skin/skin_catalog.h"
 
 namespace {
@@ -20,13 +25,13 @@ namespace {
 using namespace console_result;
 
 constexpr const char* kAutoPort = "AUTO";
-constexpr const char* kDefaultMarkerUpper = "<DEFAULT>";
+// The step line of a scan that found nothing and of a reader the console mode does not write.
+constexpr const char* kNoDeviceLine = "Can't found device";
 // The models whose register layout the console mode knows; any other reader is left alone.
 constexpr const char* kSupportedPatterns[] = {"KRD##*[AKPR]*", "QV-R###*-*"};
 // Extensions of the files in the Default folder, in the order they are looked for.
 const std::vector<std::string> kDefaultFileExtensions = {"ini", "inf", "cfg"};
 constexpr int kRegisterCount = 256;
-constexpr const char* kDefaultLineSettings = "19200,N,8,1";
 
 // A port closed a moment ago needs time before it opens again; a reader just opened needs a moment
 // before it answers a poll.
@@ -74,16 +79,31 @@ void PutFileAlias(std::vector<uint8_t>& image, const std::string& alias) {
 // The full settings text of a value that may name only some fields ("9600" keeps N,8,1); none when a
 // field cannot be read. Every field must count: "9600,X,8,1" is a typing error, not "9600,N,8,1".
 std::optional<std::string> CompleteSettings(const std::string& value) {
-  std::vector<std::string> fields = register_text::Split(value, ',');
+  std::vector<std::string> fields = platform::text::Split(value, ',');
   for (std::string& field : fields) {
-    field = register_text::Trim(field);
-    if (!comm::MergeSettingsText(kDefaultLineSettings, field)) return std::nullopt;
+    field = platform::text::Trim(field);
+    if (!comm::MergeSettingsText(app_settings::kDefaultCommSettings, field)) return std::nullopt;
   }
   const std::optional<std::string> merged =
-      comm::MergeSettingsText(kDefaultLineSettings, register_text::Join(fields, ","));
+      comm::MergeSettingsText(app_settings::kDefaultCommSettings, platform::text::Join(fields, ","));
   platform::CommState state;
   if (!merged || !comm::ParseSettingsText(*merged, state).empty()) return std::nullopt;
   return merged;
+}
+
+// Reads a register file, or prints the step line that says why it cannot be used.
+bool LoadRegisterFile(ConsoleOutput& out, const std::string& path, RegisterFileImage& file) {
+  switch (ReadRegisterFile(path, file)) {
+    case RegisterFileError::kCannotOpen:
+      out.Line("Can't open file");
+      return false;
+    case RegisterFileError::kNoRegisters:
+      out.Line("Can't read registers from the file");
+      return false;
+    case RegisterFileError::kNone:
+      break;
+  }
+  return true;
 }
 
 // One run on a reader: the steps share the window, the output and the result reached so far.
@@ -96,7 +116,8 @@ class ConsoleRun {
   // Opens the port or scans for a reader and checks that it is a supported model. True when the run
   // may go on; `result` holds the code otherwise.
   bool Connect(std::string port, const std::string& settings) {
-    port = register_text::Upper(port);
+    port = platform::text::Upper(port);
+    bool open_tried = false;
     if (port == kAutoPort) {
       out_.Line("Auto scan ports...");
       // Every port, not the one the window's list happens to show.
@@ -119,15 +140,23 @@ class ConsoleRun {
         engine_.SetCommPort(port);
         engine_.SetSettings(*line_settings);
         engine_.SetPortOpen(true);
+        open_tried = true;
       }
     }
     if (!engine_.PortOpen()) {
       if (port == kAutoPort) {
         result = kNoReaderFound;
-        out_.Line("Can't found device");
+        out_.Line(kNoDeviceLine);
       } else {
         result = kPortNotOpen;
         out_.Line("Can't open " + port);
+        // The step line stays as scripts know it; the person reads on standard error why.
+        if (open_tried) {
+          for (const std::string& line : PortOpenAdvice(port, engine_.LastOpenResult(),
+                                                        platform::ListSerialPorts(), UserSettingsPath())) {
+            out_.Note(line);
+          }
+        }
       }
       return false;
     }
@@ -136,7 +165,7 @@ class ConsoleRun {
     identification_ = StripAcknowledge(engine_.Polling(0));
     if (!IsSupportedIdentification(identification_)) {
       result = kUnsupportedReader;
-      out_.Line("Can't found device");
+      out_.Line(kNoDeviceLine);
       return false;
     }
     return true;
@@ -144,7 +173,7 @@ class ConsoleRun {
 
   // The register file to write: the job's file, or the model's default file.
   bool FindFile(const std::string& file_name, std::string& path) {
-    if (register_text::Upper(file_name) != kDefaultMarkerUpper) {
+    if (!platform::text::EqualNoCase(file_name, ConsoleRequest::kDefaultMarker)) {
       path = file_name;
       return true;
     }
@@ -242,16 +271,7 @@ class ConsoleRun {
     std::string path;
     if (!FindFile(job.file_name, path)) return;
     RegisterFileImage file;
-    switch (ReadRegisterFile(path, file)) {
-      case RegisterFileError::kCannotOpen:
-        out_.Line("Can't open file");
-        return;
-      case RegisterFileError::kNoRegisters:
-        out_.Line("Can't read registers from the file");
-        return;
-      case RegisterFileError::kNone:
-        break;
-    }
+    if (!LoadRegisterFile(out_, path, file)) return;
     const bool file_has_alias = !file.alias.empty();
     if (file_has_alias) PutFileAlias(file.image, file.alias);
 
@@ -333,16 +353,7 @@ int ReadToFile(frmMain& window, ConsoleOutput& out, const std::string& port, con
 
 int ExportHexFile(ConsoleOutput& out, const std::string& cfg_path, const std::string& hex_path) {
   RegisterFileImage file;
-  switch (ReadRegisterFile(cfg_path, file)) {
-    case RegisterFileError::kCannotOpen:
-      out.Line("Can't open file");
-      return kStepFailed;
-    case RegisterFileError::kNoRegisters:
-      out.Line("Can't read registers from the file");
-      return kStepFailed;
-    case RegisterFileError::kNone:
-      break;
-  }
+  if (!LoadRegisterFile(out, cfg_path, file)) return kStepFailed;
   if (!file.alias.empty()) PutFileAlias(file.image, file.alias);
   std::string error;
   if (!register_files::SaveHexFile(hex_path, file.image, std::nullopt, &error)) {

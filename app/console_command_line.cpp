@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "registers/number_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -65,11 +65,7 @@ bool IsLongOptionLike(const std::string& arg) {
 
 // Where `name` starts in `command_line`, case ignored.
 size_t FindSwitch(const std::string& command_line, const std::string& name) {
-  return register_text::Upper(command_line).find(register_text::Upper(name));
-}
-
-bool HasSwitch(const std::string& command_line, const std::string& name) {
-  return FindSwitch(command_line, name) != std::string::npos;
+  return platform::text::Upper(command_line).find(platform::text::Upper(name));
 }
 
 }  // namespace
@@ -116,8 +112,8 @@ void SplitPortValue(const std::string& value, std::string& port, std::string& se
     port = value;
     return;
   }
-  port = register_text::Trim(value.substr(0, comma));
-  settings = register_text::Trim(value.substr(comma + 1));
+  port = platform::text::Trim(value.substr(0, comma));
+  settings = platform::text::Trim(value.substr(comma + 1));
 }
 
 bool IsConsoleArguments(const std::vector<std::string>& args) {
@@ -126,7 +122,8 @@ bool IsConsoleArguments(const std::vector<std::string>& args) {
     if (FindLongOption(arg, inline_value) != nullptr) return true;
   }
   const std::string line = JoinCommandLine(args);
-  return HasSwitch(line, kWriteFileSwitch) || HasSwitch(line, kWriteDefaultSwitch);
+  return platform::text::ContainsNoCase(line, kWriteFileSwitch) ||
+         platform::text::ContainsNoCase(line, kWriteDefaultSwitch);
 }
 
 bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest& request,
@@ -203,7 +200,7 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
   const std::string line = JoinCommandLine(rest);
   const size_t file_switch = FindSwitch(line, kWriteFileSwitch);
   const bool writes = file_option || default_option || file_switch != std::string::npos ||
-                      HasSwitch(line, kWriteDefaultSwitch);
+                      platform::text::ContainsNoCase(line, kWriteDefaultSwitch);
   if (writes) {
     ++actions;
     request.action = ConsoleRequest::Action::kWriteFile;

@@ -17,12 +17,14 @@
 #include <string>
 #include <vector>
 
+#include "app/app_settings.h"
+
 struct ConsoleRequest {
   enum class Action { kWriteFile, kReadTo, kExportHex, kHelp, kVersion };
   // The marker that stands for the model's default file: "/WriteDefault", or "/WriteFile:" followed by
   // it in any case.
   static constexpr const char* kDefaultMarker = "<Default>";
-  static constexpr const char* kDefaultSettings = "19200,N,8,1";
+  static constexpr const char* kDefaultSettings = app_settings::kDefaultCommSettings;
 
   Action action = Action::kWriteFile;
   // kWriteFile: the register file to write, or kDefaultMarker.

@@ -11,7 +11,7 @@
 #include "app/console_output.h"
 #include "app/frmMain.h"
 #include "platform/signals.h"
-#include "registers/number_text.h"
+#include "platform/text.h"
 #include "registers/user_settings.h"
 
 namespace {
@@ -50,7 +50,7 @@ int RunOnWindow(const ConsoleRequest& request, const std::vector<std::string>& a
   std::string port = request.port;
   if (!request.port_given) {
     port =
-        register_text::Trim(GetUserSetting(app_settings::kCommSection, "Port", app_settings::kDefaultPort));
+        platform::text::Trim(GetUserSetting(app_settings::kCommSection, "Port", app_settings::kDefaultPort));
     if (port.empty()) port = app_settings::kDefaultPort;
   }
   auto window = std::make_unique<frmMain>(JoinCommandLine(args));

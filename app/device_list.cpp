@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "gnet/like_pattern.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -22,9 +22,9 @@ std::vector<std::string> SplitAt(const std::string& list, const std::string& sep
 }  // namespace
 
 bool IsInDeviceList(const std::string& list, const std::string& name, const std::string& separator) {
-  const std::string upper_name = skin_text::Upper(name);
+  const std::string upper_name = platform::text::Upper(name);
   for (const std::string& item : SplitAt(list, separator)) {
-    const std::string upper_item = skin_text::Upper(item);
+    const std::string upper_item = platform::text::Upper(item);
     if (upper_item == upper_name || gnet::MatchLike(upper_name, upper_item)) return true;
   }
   return false;

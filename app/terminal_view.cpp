@@ -1,11 +1,11 @@
 #include "app/terminal_view.h"
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 
+#include "gnet/ucGNet.h"
 #include "platform/clock.h"
 #include "platform/hex_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -17,13 +17,6 @@ constexpr uint8_t kLF = 10;
 constexpr uint8_t kCR = 13;
 constexpr int kAltLeft = 164;
 constexpr int kAltRight = 165;
-
-bool ContainsNoCase(const std::string& text, const std::string& word) {
-  auto it = std::search(text.begin(), text.end(), word.begin(), word.end(), [](char a, char b) {
-    return std::toupper(static_cast<unsigned char>(a)) == std::toupper(static_cast<unsigned char>(b));
-  });
-  return it != text.end();
-}
 
 // How a received data byte reads in the view. Bytes above 127 are shown by value: the view holds UTF-8
 // text, where a lone high byte is no character, and the value is what a technician needs anyway.
@@ -135,11 +128,12 @@ void TerminalView::TimerAutoCrLf_Timer() {
 
 void TerminalView::OnEngineMessage(const std::string& msg_type, const std::string& msg) {
   using namespace terminal_colour;
-  if (ContainsNoCase(msg_type, "Error")) {
+  using platform::text::ContainsNoCase;
+  if (ContainsNoCase(msg_type, ucGNet::kMessageError)) {
     ShowMsg(msg, kRed);
-  } else if (!ContainsNoCase(msg_type, "Scan")) {
+  } else if (!ContainsNoCase(msg_type, ucGNet::kMessageScan)) {
     ShowMsg(msg, kBlack);
-  } else if (!ContainsNoCase(msg, "Found")) {
+  } else if (!ContainsNoCase(msg, ucGNet::kScanFound)) {
     // The scan reports its own finding; only its progress is shown from here.
     ShowMsg(msg, kBlack);
   }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdlib>
 
+#include "platform/text.h"
 #include "registers/number_text.h"
 
 namespace {
@@ -31,7 +32,7 @@ bool IsDecimalFraction(const std::string& text, double& value) {
 }  // namespace
 
 bool ToBoolean(const std::string& text) {
-  const std::string word = register_text::Upper(register_text::Trim(text));
+  const std::string word = platform::text::Upper(platform::text::Trim(text));
   if (register_text::IsNumber(word)) return register_text::NumberOf(word) != 0;
   double value = 0;
   if (IsDecimalFraction(word, value)) return value != 0;

@@ -11,6 +11,7 @@
 #include "platform/comm_state.h"
 #include "platform/serial_registry.h"
 #include "platform/system_error.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -21,6 +22,9 @@ constexpr int kHighestPortNumber = 256;
 // A device that stored something other than what was written usually takes it on a second try once
 // its driver has settled.
 constexpr int kSettingsRetryDelayMs = 50;
+// What the comm trace's lines about the device's settings start with.
+constexpr const char* kGetTrace = "GetCOMMSettings - ";
+constexpr const char* kSetTrace = "SetCOMMSettings - ";
 
 // A number passed in the attach protocol: a numeric value or a text that is one number.
 std::optional<double> NumericArgument(const CommValue& value) {
@@ -29,10 +33,6 @@ std::optional<double> NumericArgument(const CommValue& value) {
     return std::nullopt;
   }
   return comm::NumberOf(value);
-}
-
-bool StartsWithSerialPrefix(std::string_view name) {
-  return name.substr(0, kSerialPrefix.size()) == kSerialPrefix;
 }
 
 }  // namespace
@@ -44,8 +44,8 @@ clsIMScomm::~clsIMScomm() {
 // ---- Attach protocol ----------------------------------------------------------------------------------
 
 void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAnswer& result) {
-  const std::string command = comm::ToUpper(key);
-  if (command == "INDEX") {
+  const std::string command = platform::text::Upper(key);
+  if (command == attach_protocol::kOrderIndex) {
     // Every port object of the container counts the position down by one; the one that reaches 0 is it.
     const auto position = NumericArgument(value);
     if (!position) return;
@@ -55,16 +55,15 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
       value = *position - 1;
     }
     if (*position - 1 == 0) result.object = this;
-  } else if (command == "COMMPORT") {
+  } else if (command == attach_protocol::kOrderCommPort) {
     std::optional<double> number = NumericArgument(value);
     const std::string* text = std::get_if<std::string>(&value);
-    if (!number && text != nullptr && comm::ToUpper(text->substr(0, kSerialPrefix.size())) == kSerialPrefix) {
-      number = comm::LeadingNumber(std::string_view(*text).substr(kSerialPrefix.size()));
-    }
+    // Any case here: the container asks whether the number fits, not who owns the name.
+    if (!number && text != nullptr) number = comm::SerialPortNumber(platform::text::Upper(*text));
     if (number && *number == std::floor(*number) && *number >= 1 && *number <= kHighestPortNumber) {
       result.object = this;
     }
-  } else if (command == "REATTACH") {
+  } else if (command == attach_protocol::kReattach) {
     if (result.handled.find(kTag) != std::string::npos) return;
     // "+name": every object but the named one re-attaches; "-name": only the named one does.
     const std::string order = comm::AsText(value).value_or(std::string());
@@ -121,21 +120,18 @@ void clsIMScomm::SetCommPort(const std::string& name) {
     return;
   }
   // Lower-case "com3" is not a port name of this object: another port object may own such names.
-  if (!StartsWithSerialPrefix(name)) return;
+  const std::optional<double> number = comm::SerialPortNumber(name);
+  if (!number) return;
   if (PortOpen()) SetPortOpen(false);
-  if (const auto port =
-          comm::RoundToInt16(comm::LeadingNumber(std::string_view(name).substr(kSerialPrefix.size())))) {
-    m_oMSComm->SetCommPort(*port);
-  }
+  if (const auto port = comm::RoundToInt16(*number)) m_oMSComm->SetCommPort(*port);
 }
 
 void clsIMScomm::SetPortOpen(bool open) {
   if (m_oMSComm == nullptr) return;
-  const platform::PortResult result = m_oMSComm->SetPortOpen(open);
-  if (result.ok) return;
-  std::string reason = result.message;
-  if (reason.empty() && result.error != 0) reason = platform::GetSystemErrorText(result.error);
-  if (!reason.empty() && owner_ != nullptr) owner_->RaiseOnEvent("PortOpen - " + reason);
+  last_open_ = m_oMSComm->SetPortOpen(open);
+  if (last_open_.ok) return;
+  if (!last_open_.message.empty() && owner_ != nullptr)
+    owner_->RaiseOnEvent("PortOpen - " + last_open_.message);
 }
 
 std::string clsIMScomm::Settings() const {
@@ -166,12 +162,12 @@ std::string clsIMScomm::GetCOMMSettings(int32_t handle) const {
   if (m_oMSComm == nullptr) return std::string();
   platform::CommState state;
   if (const int error = m_oMSComm->GetCommState(handle, state); error != 0) {
-    comm::Trace("GetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kGetTrace + platform::GetSystemErrorText(error));
     return std::string();
   }
   std::vector<std::string> errors;
   std::string text = comm::FormatSettingsText(state, errors);
-  for (const std::string& error : errors) comm::Trace("GetCOMMSettings - " + error);
+  for (const std::string& error : errors) comm::Trace(kGetTrace + error);
   return text;
 }
 
@@ -179,15 +175,15 @@ bool clsIMScomm::SetCOMMSettings(int32_t handle, const std::string& settings) {
   if (m_oMSComm == nullptr) return false;
   platform::CommState state;
   if (const int error = m_oMSComm->GetCommState(handle, state); error != 0) {
-    comm::Trace("SetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kSetTrace + platform::GetSystemErrorText(error));
     return false;
   }
   if (const std::string failed = comm::ParseSettingsText(settings, state); !failed.empty()) {
-    comm::Trace("SetCOMMSettings - " + failed);
+    comm::Trace(kSetTrace + failed);
     return false;
   }
   if (const int error = m_oMSComm->SetCommState(handle, state); error != 0) {
-    comm::Trace("SetCOMMSettings - " + platform::GetSystemErrorText(error));
+    comm::Trace(kSetTrace + platform::GetSystemErrorText(error));
     return false;
   }
   return true;
@@ -226,12 +222,12 @@ bool clsIMScomm::SetProperties(const std::string& name, const CommValue& value) 
 
 CommValue clsIMScomm::GetPrefixedMember(const std::string& name, bool& found) {
   found = false;
-  if (!comm::StartsWithNoCase(name, kMemberPrefix)) return CommValue();
+  if (!platform::text::StartsWithNoCase(name, kMemberPrefix)) return CommValue();
   return GetOwnProperty(name.substr(kMemberPrefix.size()), found);
 }
 
 bool clsIMScomm::SetPrefixedMember(const std::string& name, const CommValue& value) {
-  if (!comm::StartsWithNoCase(name, kMemberPrefix)) return false;
+  if (!platform::text::StartsWithNoCase(name, kMemberPrefix)) return false;
   return SetOwnProperty(name.substr(kMemberPrefix.size()), value);
 }
 

@@ -70,6 +70,10 @@ class clsIMScomm : public clsMSComm {
   // Opens or closes through the control. A failure is not passed on as an error: PortOpen stays as it
   // was, and the control's explanation (port busy, no permission) goes to the owner's RaiseOnEvent.
   void SetPortOpen(bool open) override;
+  // What the last SetPortOpen gave, with the kind of failure for a person to act on; ok after
+  // ForgetOpenResult until the next open or close.
+  const platform::PortResult& LastOpenResult() const { return last_open_; }
+  void ForgetOpenResult() { last_open_ = platform::PortResult{}; }
   int32_t RThreshold() const override;
   void SetRThreshold(int32_t bytes) override;
   bool RTSEnable() const override;
@@ -115,6 +119,7 @@ class clsIMScomm : public clsMSComm {
   clsMSComm* owner_ = nullptr;
   platform::SerialControl* m_oMSComm = nullptr;
   std::string cached_settings_;
+  platform::PortResult last_open_;
   std::vector<std::string> port_list_;
   int32_t port_count_ = 0;
   bool enumerated_ = false;

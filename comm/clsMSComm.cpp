@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "comm/comm_value.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ const Member kMembers[] = {
 
 const Member* FindMember(std::string_view name) {
   for (const Member& member : kMembers) {
-    if (comm::EqualsNoCase(member.name, name)) return &member;
+    if (platform::text::EqualNoCase(member.name, name)) return &member;
   }
   return nullptr;
 }
@@ -105,7 +106,7 @@ void clsMSComm::AttachOrder(const std::string& name, bool attach) {
   if (name.empty() || !Request) return;
   CommValue param1 = name + (attach ? "+" : "-");
   clsMSComm* param2 = nullptr;
-  Request("REATTACH", param1, param2);
+  Request(attach_protocol::kReattach, param1, param2);
 }
 
 void clsMSComm::AttachOrder(const std::string&, CommValue&, AttachAnswer&) {}
@@ -248,7 +249,7 @@ void clsMSComm::SetCommPort(const std::string& name) {
   if (PortOpen()) SetPortOpen(false);
   CommValue new_name = name;
   clsMSComm* port = nullptr;
-  if (Request) Request("CommPort", new_name, port);
+  if (Request) Request(attach_protocol::kRequestCommPort, new_name, port);
   Attach(port);
   if (attached_) attached_->SetCommPort(comm::AsText(new_name).value_or(name));
 }
@@ -259,7 +260,7 @@ int32_t clsMSComm::GetCommPortCount() {
   for (int32_t i = 1; i <= kMaxPortObjects && Request; ++i) {
     CommValue index = i;
     clsMSComm* port = nullptr;
-    Request("Index", index, port);
+    Request(attach_protocol::kRequestIndex, index, port);
     if (port == nullptr) break;
     // A port object lists its ports once and then answers from that list; a count must see adapters
     // plugged in or pulled out since, and names mapped in the settings file meanwhile, so each object
@@ -276,7 +277,7 @@ int32_t clsMSComm::GetCommPortCount() {
   const std::string rest = joined.empty() ? std::string() : joined.substr(1);
   // A pass that finds nothing empties the table: the last adapter pulled out must leave the port list,
   // not stay there for every scan to fail on.
-  port_names_ = rest.empty() ? std::vector<std::string>{} : comm::SplitText(rest, '\0');
+  port_names_ = rest.empty() ? std::vector<std::string>{} : platform::text::Split(rest, '\0');
   port_count_ = static_cast<int32_t>(port_names_.size());
   return port_count_;
 }

@@ -18,6 +18,16 @@
 
 using Bytes = std::vector<uint8_t>;
 
+// The attach protocol's words: what a forwarder asks its container through Request, and what the
+// container asks each implementation through AttachOrder (in capitals; implementations ignore case).
+namespace attach_protocol {
+inline constexpr const char* kReattach = "REATTACH";
+inline constexpr const char* kRequestIndex = "Index";
+inline constexpr const char* kRequestCommPort = "CommPort";
+inline constexpr const char* kOrderIndex = "INDEX";
+inline constexpr const char* kOrderCommPort = "COMMPORT";
+}  // namespace attach_protocol
+
 // A late-bound property value.
 using CommValue = std::variant<std::monostate, bool, int32_t, double, std::string, Bytes>;
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "comm/comm_value.h"
+#include "platform/text.h"
 
 namespace comm {
 namespace {
@@ -14,15 +15,20 @@ namespace {
 constexpr std::array<int32_t, 15> kNamedBaudRates = {110,   300,   600,   1200,  2400,   4800,   9600,  14400,
                                                      19200, 38400, 56000, 57600, 115200, 128000, 256000};
 
-// Parity letters in code order: none, odd, even, mark, space.
-constexpr std::string_view kParityLetters = "NOEMS";
+using platform::kMaxDataBits;
+using platform::kMinDataBits;
+using platform::kParityLetters;
+using platform::kStopBitsTexts;
 
-// Stop-bit texts in code order: one, one and a half, two.
-constexpr std::array<std::string_view, 3> kStopBitTexts = {"1", "1.5", "2"};
+// Stop bits by value, in code order: a token is read as a number, so "2.0" means two.
 constexpr std::array<double, 3> kStopBitValues = {1.0, 1.5, 2.0};
 
-constexpr int kMinDataBits = 4;
-constexpr int kMaxDataBits = 8;
+// The checks' own texts, as the comm trace and callers know them.
+constexpr const char* kParamCountError = "Param Count Error";
+constexpr const char* kBaudRateError = "BaudRate Error";
+constexpr const char* kParityError = "Parity Error";
+constexpr const char* kByteSizeError = "ByteSize Error";
+constexpr const char* kStopBitsError = "Stop Bits Error";
 
 bool BaudRateAccepted(int32_t rate) {
   // A rate of 0 or a negative multiple passes here on purpose: the device rejects it when written.
@@ -31,7 +37,7 @@ bool BaudRateAccepted(int32_t rate) {
 }
 
 bool IsParityLetter(const std::string& token) {
-  const std::string upper = ToUpper(token);
+  const std::string upper = platform::text::Upper(token);
   return upper.size() == 1 && kParityLetters.find(upper[0]) != std::string_view::npos;
 }
 
@@ -53,23 +59,23 @@ Field ClassifyToken(const std::string& token) {
 }  // namespace
 
 std::string ParseSettingsText(const std::string& settings, platform::CommState& state) {
-  const std::vector<std::string> fields = SplitText(settings, ',');
-  if (fields.size() != 4) return "Param Count Error";
+  const std::vector<std::string> fields = platform::text::Split(settings, ',');
+  if (fields.size() != 4) return kParamCountError;
 
   const auto baud = RoundToInt32(LeadingNumber(fields[0]));
-  if (!baud || !BaudRateAccepted(*baud)) return "BaudRate Error";
+  if (!baud || !BaudRateAccepted(*baud)) return kBaudRateError;
 
-  const std::string parity = ToUpper(fields[1]);
+  const std::string parity = platform::text::Upper(fields[1]);
   const size_t parity_code = parity.size() == 1 ? kParityLetters.find(parity[0]) : std::string_view::npos;
-  if (parity_code == std::string_view::npos) return "Parity Error";
+  if (parity_code == std::string_view::npos) return kParityError;
 
   const auto data_bits = RoundToInt32(LeadingNumber(fields[2]));
-  if (!data_bits || *data_bits < kMinDataBits || *data_bits > kMaxDataBits) return "ByteSize Error";
+  if (!data_bits || *data_bits < kMinDataBits || *data_bits > kMaxDataBits) return kByteSizeError;
 
   const double stop = LeadingNumber(fields[3]);
   const auto stop_code =
       std::find(kStopBitValues.begin(), kStopBitValues.end(), stop) - kStopBitValues.begin();
-  if (stop_code >= static_cast<std::ptrdiff_t>(kStopBitValues.size())) return "Stop Bits Error";
+  if (stop_code >= static_cast<std::ptrdiff_t>(kStopBitValues.size())) return kStopBitsError;
 
   state.BaudRate = static_cast<uint32_t>(*baud);
   state.Parity = static_cast<uint8_t>(parity_code);
@@ -85,28 +91,28 @@ std::string FormatSettingsText(const platform::CommState& state, std::vector<std
     text += kParityLetters[state.Parity];
     text += ',';
   } else {
-    errors.push_back("Parity Error");
+    errors.push_back(kParityError);
   }
   if (state.ByteSize >= kMinDataBits && state.ByteSize <= kMaxDataBits) {
     text += std::to_string(state.ByteSize) + ",";
   } else {
-    errors.push_back("ByteSize Error");
+    errors.push_back(kByteSizeError);
   }
-  if (state.StopBits < kStopBitTexts.size()) {
-    text += kStopBitTexts[state.StopBits];
+  if (state.StopBits < kStopBitsTexts.size()) {
+    text += kStopBitsTexts[state.StopBits];
   } else {
-    errors.push_back("Stop Bits Error");
+    errors.push_back(kStopBitsError);
   }
   return errors.size() == errors_before ? text : std::string();
 }
 
 std::optional<std::string> MergeSettingsText(const std::string& current, const std::string& value) {
-  std::vector<std::string> fields = SplitText(current, ',');
-  const std::string trimmed = TrimSpaces(value);
+  std::vector<std::string> fields = platform::text::Split(current, ',');
+  const std::string trimmed = platform::text::Trim(value, platform::text::kSpaces);
   if (fields.size() != 4 || trimmed.empty()) return std::nullopt;
 
   bool changed = false;
-  for (const std::string& token : SplitText(trimmed, ',')) {
+  for (const std::string& token : platform::text::Split(trimmed, ',')) {
     const Field field = ClassifyToken(token);
     if (field == Field::kNone) continue;
     // The token is kept as written: a parity letter keeps its case.
@@ -114,7 +120,7 @@ std::optional<std::string> MergeSettingsText(const std::string& current, const s
     changed = true;
   }
   if (!changed) return std::nullopt;
-  return JoinText(fields, ',');
+  return platform::text::Join(fields, ",");
 }
 
 }  // namespace comm

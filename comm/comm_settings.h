@@ -14,6 +14,7 @@ namespace comm {
 // Fills the four line fields of `state` from a full settings string. Returns an empty text when every
 // field passed, else the failed check ("Param Count Error", "BaudRate Error", "Parity Error",
 // "ByteSize Error", "Stop Bits Error"); checks stop at the first failure and `state` is then unchanged.
+// Lenient where platform::ParseLineSettings is strict, on purpose: fields are read as leading numbers.
 std::string ParseSettingsText(const std::string& settings, platform::CommState& state);
 
 // The settings string of `state`, or an empty text when a field holds a code that has no letter or

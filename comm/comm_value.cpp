@@ -4,17 +4,18 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/text.h"
+
 namespace comm {
 namespace {
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
+using platform::text::IsDigit;
+using platform::text::UpperChar;
+
+// What a number may carry around it (and, read by LeadingNumber, inside it).
+constexpr std::string_view kNumberBlanks = " \t\n\r";
 bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-char Upper(char c) {
-  return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+  return kNumberBlanks.find(c) != std::string_view::npos;
 }
 
 // Parses a plain decimal number that must fill all of `text`: sign, digits, fraction, exponent.
@@ -31,7 +32,7 @@ std::optional<double> ParseDecimal(std::string_view text) {
     while (i < text.size() && IsDigit(text[i])) digits += text[i++], ++mantissa_digits;
   }
   if (mantissa_digits == 0) return std::nullopt;
-  if (i < text.size() && (Upper(text[i]) == 'E' || Upper(text[i]) == 'D')) {
+  if (i < text.size() && (UpperChar(text[i]) == 'E' || UpperChar(text[i]) == 'D')) {
     std::string exponent = "e";
     ++i;
     if (i < text.size() && (text[i] == '+' || text[i] == '-')) exponent += text[i++];
@@ -78,14 +79,11 @@ std::string NumberText(double value) {
 }  // namespace
 
 std::optional<double> NumericValue(std::string_view text) {
-  size_t first = 0;
-  size_t last = text.size();
-  while (first < last && IsBlank(text[first])) ++first;
-  while (last > first && IsBlank(text[last - 1])) --last;
-  text = text.substr(first, last - first);
+  const std::string trimmed = platform::text::Trim(text, kNumberBlanks);
+  text = trimmed;
   if (text.size() > 2 && text[0] == '&') {
-    if (Upper(text[1]) == 'H') return ParseRadix(text.substr(2), 16);
-    if (Upper(text[1]) == 'O') return ParseRadix(text.substr(2), 8);
+    if (UpperChar(text[1]) == 'H') return ParseRadix(text.substr(2), 16);
+    if (UpperChar(text[1]) == 'O') return ParseRadix(text.substr(2), 8);
   }
   return ParseDecimal(text);
 }
@@ -106,7 +104,7 @@ double LeadingNumber(std::string_view text) {
   }
   if (i == digits_start || (i == digits_start + 1 && kept[digits_start] == '.')) return 0;
   size_t end = i;
-  if (i < kept.size() && (Upper(kept[i]) == 'E' || Upper(kept[i]) == 'D')) {
+  if (i < kept.size() && (UpperChar(kept[i]) == 'E' || UpperChar(kept[i]) == 'D')) {
     size_t j = i + 1;
     if (j < kept.size() && (kept[j] == '+' || kept[j] == '-')) ++j;
     const size_t exponent_start = j;
@@ -136,9 +134,9 @@ std::optional<double> NumberOf(const CommValue& value) {
 std::optional<bool> AsBool(const CommValue& value) {
   if (const bool* b = std::get_if<bool>(&value)) return *b;
   if (const std::string* s = std::get_if<std::string>(&value)) {
-    const std::string trimmed = TrimSpaces(*s);
-    if (EqualsNoCase(trimmed, "True")) return true;
-    if (EqualsNoCase(trimmed, "False")) return false;
+    const std::string trimmed = platform::text::Trim(*s, platform::text::kSpaces);
+    if (platform::text::EqualNoCase(trimmed, "True")) return true;
+    if (platform::text::EqualNoCase(trimmed, "False")) return false;
   }
   const auto number = NumberOf(value);
   if (!number) return std::nullopt;
@@ -166,54 +164,6 @@ std::optional<Bytes> AsBytes(const CommValue& value) {
   const auto text = AsText(value);
   if (!text) return std::nullopt;
   return Bytes(text->begin(), text->end());
-}
-
-std::string ToUpper(std::string_view text) {
-  std::string upper(text);
-  for (char& c : upper) c = Upper(c);
-  return upper;
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (Upper(a[i]) != Upper(b[i])) return false;
-  }
-  return true;
-}
-
-bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
-  return text.size() >= prefix.size() && EqualsNoCase(text.substr(0, prefix.size()), prefix);
-}
-
-std::string TrimSpaces(std::string_view text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return std::string();
-  const size_t last = text.find_last_not_of(' ');
-  return std::string(text.substr(first, last - first + 1));
-}
-
-std::vector<std::string> SplitText(std::string_view text, char separator) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  for (;;) {
-    const size_t at = text.find(separator, start);
-    if (at == std::string_view::npos) {
-      fields.emplace_back(text.substr(start));
-      return fields;
-    }
-    fields.emplace_back(text.substr(start, at - start));
-    start = at + 1;
-  }
-}
-
-std::string JoinText(const std::vector<std::string>& fields, char separator) {
-  std::string joined;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    if (i > 0) joined += separator;
-    joined += fields[i];
-  }
-  return joined;
 }
 
 }  // namespace comm

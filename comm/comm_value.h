@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "comm/clsMSComm.h"
 
@@ -16,6 +15,7 @@ namespace comm {
 
 // The value of `text` when the whole text (blanks around it allowed) is one number: decimal with an
 // optional sign, fraction and exponent ("1e3", "2.5", "-7"), or hexadecimal/octal after "&H"/"&O".
+// Unlike register_text::IsNumber it takes fractions and exponents: a port property may be "1.5".
 std::optional<double> NumericValue(std::string_view text);
 inline bool IsNumericText(std::string_view text) {
   return NumericValue(text).has_value();
@@ -23,6 +23,8 @@ inline bool IsNumericText(std::string_view text) {
 
 // The decimal number that `text` starts with; blanks, tabs and line feeds are skipped anywhere in it,
 // reading stops at the first other character. A text that does not start with a number gives 0.
+// Register definitions read theirs with register_text::NumberOf instead: whole numbers, "0x" and
+// "&H" hexadecimal, full 64-bit width.
 double LeadingNumber(std::string_view text);
 
 // Rounds half to even, as the integer conversions of the settings and port texts always have
@@ -38,15 +40,5 @@ std::optional<bool> AsBool(const CommValue& value);
 std::optional<int32_t> AsInt32(const CommValue& value);
 std::optional<std::string> AsText(const CommValue& value);
 std::optional<Bytes> AsBytes(const CommValue& value);
-
-// Text helpers. Only ASCII letters change case; port names and settings are plain ASCII.
-std::string ToUpper(std::string_view text);
-bool EqualsNoCase(std::string_view a, std::string_view b);
-bool StartsWithNoCase(std::string_view text, std::string_view prefix);
-// Removes leading and trailing spaces (not tabs).
-std::string TrimSpaces(std::string_view text);
-// Splits at every `separator`; an empty text gives one empty field.
-std::vector<std::string> SplitText(std::string_view text, char separator);
-std::string JoinText(const std::vector<std::string>& fields, char separator);
 
 }  // namespace comm

@@ -11,13 +11,17 @@ constexpr size_t kMaxEntries = 256;
 constexpr size_t kMaxNameLength = 7;
 constexpr std::string_view kSerialPrefix = "COM";
 
+// The names sorted here all carry the prefix: SerialPortNames let no other through.
 double PortNumber(const std::string& name) {
-  return name.size() > kSerialPrefix.size()
-             ? LeadingNumber(std::string_view(name).substr(kSerialPrefix.size()))
-             : 0;
+  return SerialPortNumber(name).value_or(0);
 }
 
 }  // namespace
+
+std::optional<double> SerialPortNumber(std::string_view name) {
+  if (name.substr(0, kSerialPrefix.size()) != kSerialPrefix) return std::nullopt;
+  return LeadingNumber(name.substr(kSerialPrefix.size()));
+}
 
 std::vector<std::string> SerialPortNames(const std::vector<platform::SerialPortInfo>& ports) {
   std::vector<std::string> names;

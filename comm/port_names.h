@@ -2,12 +2,18 @@
 // The serial port list as the port objects hand it out: "COM"n names only, at most 256 of them, in
 // ascending order of n.
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/serial_registry.h"
 
 namespace comm {
+
+// The n of a "COM"n name, read as the number its rest starts with (0 when none: "COM" alone); nothing
+// without the exact-case prefix, since lower-case names may belong to another port object.
+std::optional<double> SerialPortNumber(std::string_view name);
 
 // The names of `ports` that serve as port names, in the order given and then sorted by number.
 // Only names beginning with "COM" (exact case) are kept. A name longer than seven characters ends the

@@ -8,10 +8,10 @@
 
 #include "comm/clsIMScomm.h"
 #include "comm/comm_settings.h"
-#include "comm/comm_value.h"
 #include "fuzz/fuzz_support.h"
 #include "platform/comm_state.h"
 #include "platform/line_settings.h"
+#include "platform/text.h"
 #include "tests/support/fake_serial_control.h"
 
 namespace {
@@ -51,7 +51,7 @@ void CheckParse(const std::string& settings) {
 void CheckMerge(const std::string& current, const std::string& value) {
   const auto merged = comm::MergeSettingsText(current, value);
   if (!merged) return;
-  fuzz::Check(comm::SplitText(*merged, ',').size() == 4, "a merge without four fields: " + *merged);
+  fuzz::Check(platform::text::Split(*merged, ',').size() == 4, "a merge without four fields: " + *merged);
   // The same update twice changes nothing more.
   const auto twice = comm::MergeSettingsText(*merged, value);
   fuzz::Check(twice && *twice == *merged, "merging the same update twice differs: " + value);

@@ -9,7 +9,7 @@
 
 #include "app/console_command_line.h"
 #include "fuzz/fuzz_support.h"
-#include "registers/number_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -28,8 +28,7 @@ void CheckParse(const std::vector<std::string>& args) {
 
 // An argument that neither is an option nor holds the file switch.
 bool Neutral(const std::string& arg) {
-  return !arg.empty() && arg[0] != '-' &&
-         register_text::Upper(arg).find(register_text::Upper("/WriteFile:")) == std::string::npos;
+  return !arg.empty() && arg[0] != '-' && !platform::text::ContainsNoCase(arg, "/WriteFile:");
 }
 
 void CheckFileSwitch(const std::vector<std::string>& args, const std::string& file) {

@@ -9,6 +9,7 @@
 
 #include "fuzz/fuzz_support.h"
 #include "platform/file_system.h"
+#include "platform/text.h"
 #include "registers/clsRegisters.h"
 #include "registers/number_text.h"
 #include "registers/register_files.h"
@@ -77,12 +78,12 @@ void CheckMaskText(const std::string& text) {
 void CheckNumberText(const std::string& text) {
   const int64_t value = register_text::NumberOf(text);
   const std::string normal = register_text::NormaliseNumber(text);
-  if (register_text::AllDigits(normal, false) && normal.size() <= 18) {
+  if (platform::text::AllDigits(normal) && normal.size() <= 18) {
     int64_t expected = 0;
     std::from_chars(normal.data(), normal.data() + normal.size(), expected);
     fuzz::Check(register_text::IsNumber(text) && value == expected, "a decimal number reads wrong: " + text);
   }
-  fuzz::Check(register_text::Join(register_text::Split(text, ','), ",") == text, "split and join differ");
+  fuzz::Check(platform::text::Join(platform::text::Split(text, ','), ",") == text, "split and join differ");
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 #include <cstdio>
 
 #include "comm/comm_value.h"
+#include "comm/port_names.h"
 #include "gnet/like_pattern.h"
+#include "platform/text.h"
 
 namespace gnet {
 namespace {
@@ -34,17 +36,17 @@ std::vector<std::string> ScanRateList(const std::string& baud_rates, int32_t bau
   const std::string preferred = std::to_string(baud_rate);
   const std::string rest = RemoveAll(baud_rates + ",", preferred + ",");
   const std::string rate_text = !rest.empty() && rest[0] == ',' ? preferred + rest : preferred;
-  return comm::SplitText(rate_text, ',');
+  return platform::text::Split(rate_text, ',');
 }
 
 std::vector<std::string> ScanModulePatterns(const std::string& module_names) {
   if (module_names.empty()) return {};
-  return comm::SplitText(comm::ToUpper(module_names), ',');
+  return platform::text::Split(platform::text::Upper(module_names), ',');
 }
 
 bool MatchesModule(const std::string& answer, const std::vector<std::string>& patterns) {
   if (answer.empty()) return false;
-  const std::string upper = comm::ToUpper(answer);
+  const std::string upper = platform::text::Upper(answer);
   for (const std::string& pattern : patterns) {
     if (upper.find(pattern) != std::string::npos || MatchLike(upper, pattern)) return true;
   }
@@ -52,14 +54,9 @@ bool MatchesModule(const std::string& answer, const std::vector<std::string>& pa
 }
 
 std::string NormalizeScanPort(const std::string& port) {
-  const std::string name = comm::ToUpper(comm::TrimSpaces(port));
-  const std::optional<double> number = ComPortNumber(name);
+  const std::string name = platform::text::Upper(platform::text::Trim(port, platform::text::kSpaces));
+  const std::optional<double> number = comm::SerialPortNumber(name);
   return number ? kComPrefix + NumberText(*number) : name;
-}
-
-std::optional<double> ComPortNumber(const std::string& name) {
-  if (name.rfind(kComPrefix, 0) != 0) return std::nullopt;
-  return comm::LeadingNumber(std::string_view(name).substr(3));
 }
 
 int32_t RateOfEntry(const std::string& entry) {

@@ -26,9 +26,6 @@ bool MatchesModule(const std::string& answer, const std::vector<std::string>& pa
 // Trimmed, upper-cased, and "COM" with the number written plainly: " com03" gives "COM3".
 std::string NormalizeScanPort(const std::string& port);
 
-// The number of a "COM"n name (0 when no number follows); nothing for other names.
-std::optional<double> ComPortNumber(const std::string& name);
-
 // The rate an entry names: the number it starts with, 0 when none.
 int32_t RateOfEntry(const std::string& entry);
 

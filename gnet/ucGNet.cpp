@@ -15,6 +15,7 @@ constexpr int32_t kFrameTimeoutMs = 250;
 // on Cancel, a timer) is an event and wakes the loop at once; the bound only keeps a wait responsive to
 // anything that is not.
 constexpr int32_t kMaxBlockMs = 100;
+constexpr const char* kCancelled = "SendGNetCMD - Cancel!";
 
 }  // namespace
 
@@ -30,7 +31,7 @@ ucGNet::ucGNet(std::unique_ptr<platform::SerialControl> control, platform::Event
     OnPortRequest(command, param1, param2);
   };
   port_.OnComm = [this] { m_oMSComm_OnComm(); };
-  port_.OnEvent = [this](const std::string& text) { RaiseMessage("Error", text); };
+  port_.OnEvent = [this](const std::string& text) { RaiseMessage(kMessageError, text); };
 
   serial_->AttachCommObject(&port_, control_.get());
   port_objects_.push_back(serial_.get());
@@ -95,7 +96,12 @@ void ucGNet::SetPortOpen(bool open) {
 void ucGNet::SetCommPort(const std::string& name) {
   // Choosing a port closes the one that was open.
   dump_cache_valid_ = false;
+  serial_->ForgetOpenResult();
   port_.SetCommPort(name);
+}
+
+platform::PortResult ucGNet::LastOpenResult() const {
+  return serial_->LastOpenResult();
 }
 
 void ucGNet::RaiseMessage(const std::string& msg_type, const std::string& msg) {
@@ -105,26 +111,26 @@ void ucGNet::RaiseMessage(const std::string& msg_type, const std::string& msg) {
 }
 
 void ucGNet::OnPortRequest(const std::string& command, CommValue& param1, clsMSComm*& param2) {
-  if (command == "REATTACH") {
+  if (command == attach_protocol::kReattach) {
     // "IMSComm-" asks the objects to detach IMSComm: they get the sign first, "-IMSComm".
     const std::string* text = std::get_if<std::string>(&param1);
     if (!text || text->empty()) return;
     CommValue value = std::string(1, text->back()) + text->substr(0, text->size() - 1);
     AttachAnswer answer;
-    for (clsMSComm* object : port_objects_) object->AttachOrder("REATTACH", value, answer);
-  } else if (command == "Index") {
+    for (clsMSComm* object : port_objects_) object->AttachOrder(attach_protocol::kReattach, value, answer);
+  } else if (command == attach_protocol::kRequestIndex) {
     // Each object counts the index down by one; the one that reaches 0 is the i-th.
     CommValue counter = param1;
     AttachAnswer answer;
     for (clsMSComm* object : port_objects_) {
-      object->AttachOrder("INDEX", counter, answer);
+      object->AttachOrder(attach_protocol::kOrderIndex, counter, answer);
       if (answer.object) break;
     }
     param2 = answer.object;
-  } else if (command == "CommPort") {
+  } else if (command == attach_protocol::kRequestCommPort) {
     AttachAnswer answer;
     for (clsMSComm* object : port_objects_) {
-      object->AttachOrder("COMMPORT", param1, answer);
+      object->AttachOrder(attach_protocol::kOrderCommPort, param1, answer);
       if (answer.object) break;
     }
     param2 = answer.object;
@@ -137,17 +143,17 @@ void ucGNet::WaitOnLoop(int32_t max_ms) {
 
 void ucGNet::ReportClosedPort() {
   if (gnet_cancel_) {
-    RaiseMessage("General", "SendGNetCMD - Cancel!");
-  } else if (port_.CommPort() != "PS/2") {
-    RaiseMessage("Error", "SendGNetCMD - Port is Close!");
+    RaiseMessage(kMessageGeneral, kCancelled);
+  } else if (port_.CommPort() != kKeyboardPort) {
+    RaiseMessage(kMessageError, "SendGNetCMD - Port is Close!");
   } else {
     const auto [number, text] = KeyboardPortError ? KeyboardPortError() : std::pair<int, std::string>{0, ""};
     if (number != 0) {
-      RaiseMessage("Error", "SendGNetCMD - KeybdIO " + text);
+      RaiseMessage(kMessageError, "SendGNetCMD - KeybdIO " + text);
     } else if (!port_.RTSEnable()) {
-      RaiseMessage("Error", "SendGNetCMD - KeybdIO Can't open communication!");
+      RaiseMessage(kMessageError, "SendGNetCMD - KeybdIO Can't open communication!");
     } else {
-      RaiseMessage("Error", "SendGNetCMD - Unknown Error");
+      RaiseMessage(kMessageError, "SendGNetCMD - Unknown Error");
     }
   }
 }
@@ -155,7 +161,7 @@ void ucGNet::ReportClosedPort() {
 std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool check_chksum) {
   gnet::BusyScope busy(busy_count_);
   if (is_send_gnet_cmd_) {
-    RaiseMessage("Error", "SendGNetCMD - Sending other command error!");
+    RaiseMessage(kMessageError, "SendGNetCMD - Sending other command error!");
     return {};
   }
   if (!port_.PortOpen()) {
@@ -163,7 +169,7 @@ std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool ch
     return {};
   }
   if (gnet_cancel_) {
-    RaiseMessage("General", "SendGNetCMD - Cancel!");
+    RaiseMessage(kMessageGeneral, kCancelled);
     return {};
   }
 
@@ -171,8 +177,7 @@ std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool ch
   const Bytes frame = BuildFrame(cmd, use_chksum);
   std::string result;
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    in_frame_ = false;
-    frame_done_ = false;
+    receive_state_ = ReceiveState::kIdle;
     package_len_ = 0;
     if (!port_.PortOpen() || gnet_cancel_) break;
     frame_error_seen_ = false;
@@ -203,7 +208,7 @@ std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool ch
 
     if (!replied) {
       // The keyboard port without its request line gets no further tries.
-      if (!port_.RTSEnable() && port_.CommPort() == "PS/2") break;
+      if (!port_.RTSEnable() && port_.CommPort() == kKeyboardPort) break;
       continue;
     }
     const size_t length = std::min(static_cast<size_t>(package_len_), package_.size());
@@ -217,7 +222,7 @@ std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool ch
     }
     if (!timeout_.IsTimeout()) break;
   }
-  if (gnet_cancel_) RaiseMessage("General", "SendGNetCMD - Cancel!");
+  if (gnet_cancel_) RaiseMessage(kMessageGeneral, kCancelled);
   is_send_gnet_cmd_ = false;
   return result;
 }
@@ -225,10 +230,9 @@ std::string ucGNet::SendGNetCMD(const std::string& cmd, bool use_chksum, bool ch
 void ucGNet::HandleReceivedByte(uint8_t byte) {
   if (byte == kSTX) {
     // An STX inside an open frame is dropped: the frame goes on.
-    if (!in_frame_ || frame_done_) {
+    if (receive_state_ != ReceiveState::kInFrame) {
       write_index_ = 0;
-      in_frame_ = true;
-      frame_done_ = false;
+      receive_state_ = ReceiveState::kInFrame;
       timeout_.SetTimeout(kFrameTimeoutMs);
     }
   } else if (byte == kCR) {
@@ -240,14 +244,14 @@ void ucGNet::HandleReceivedByte(uint8_t byte) {
     } else {
       std::fill(package_.begin(), package_.end(), 0);
     }
-    if (write_index_ >= 1 && in_frame_) {
+    // An empty frame stays open: bytes after its CR are still collected into it.
+    if (write_index_ >= 1 && receive_state_ == ReceiveState::kInFrame) {
       std::copy_n(receive_buffer_.begin(), package_len_, package_.begin());
-      in_frame_ = false;
-      frame_done_ = true;
+      receive_state_ = ReceiveState::kDone;
       timeout_.SetTimeout(gnet_timeout_);
       if (OnPackage) OnPackage(package_len_, package_);
     }
-  } else if (in_frame_) {
+  } else if (receive_state_ == ReceiveState::kInFrame) {
     // Bytes past the buffer are dropped and the index stays at its end: an overlong frame is cut.
     if (write_index_ < kReceiveBufferSize) receive_buffer_[static_cast<size_t>(write_index_++)] = byte;
   }

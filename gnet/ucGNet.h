@@ -35,6 +35,12 @@ class ucGNet {
   static constexpr int32_t kScanTimeoutMs = 500;
   static constexpr int32_t kKeyboardScanTimeoutMs = 3000;
   static constexpr const char* kKeyboardPort = "PS/2";
+  // Kinds of OnMessage; the terminal view colours a message by its kind.
+  static constexpr const char* kMessageError = "Error";
+  static constexpr const char* kMessageGeneral = "General";
+  static constexpr const char* kMessageScan = "Scan";
+  // The word that starts a scan message reporting the reader it found.
+  static constexpr const char* kScanFound = "Found";
 
   // `control` is the serial-port control behind COM ports; nullptr creates the termios one.
   // `loop` nullptr means the current event loop.
@@ -73,6 +79,9 @@ class ucGNet {
   bool PortOpen() const { return port_.PortOpen(); }
   // Opening or closing forgets the cached register dump.
   void SetPortOpen(bool open);
+  // The serial port's last open or close since SetCommPort; ok when none was tried (also when the name
+  // belongs to no serial port). A failed open says here why, as a kind the caller can give advice on.
+  platform::PortResult LastOpenResult() const;
   int32_t InBufferCount() const { return port_.InBufferCount(); }
   void SetInBufferCount(int32_t count) { port_.SetInBufferCount(count); }
   int32_t RThreshold() const { return port_.RThreshold(); }
@@ -169,8 +178,12 @@ class ucGNet {
   int32_t write_index_ = 0;
   Bytes package_;
   int32_t package_len_ = 0;
-  bool in_frame_ = false;
-  bool frame_done_ = false;
+  // Where the receive routine stands: waiting for an STX, collecting a frame, or holding a finished
+  // frame until the next STX starts another.
+  enum class ReceiveState { kIdle, kInFrame, kDone };
+  ReceiveState receive_state_ = ReceiveState::kIdle;
+  // The port's word to a waiting transaction, not a state of the receive routine: a framing error ends
+  // the wait while the routine goes on with whatever frame it holds.
   bool frame_error_seen_ = false;
   bool receiving_ = false;
 

@@ -1,6 +1,7 @@
 // Finding a reader: every port the port objects offer, every rate of the list, a poll, a name check.
 #include <algorithm>
 
+#include "comm/port_names.h"
 #include "gnet/busy_scope.h"
 #include "gnet/scan_lists.h"
 #include "gnet/ucGNet.h"
@@ -23,7 +24,7 @@ std::vector<std::string> ucGNet::ScanPortList(const std::string& preferred, bool
   const int32_t count = GetCommPortCount();
   for (int32_t i = 0; i < count; ++i) {
     const std::string name = EnumCommPort(i);
-    const std::optional<double> number = gnet::ComPortNumber(name);
+    const std::optional<double> number = comm::SerialPortNumber(name);
     if (number && (*number < 1 || *number > kHighestScannedCom)) continue;
     if (name == preferred) {
       preferred_offered = true;
@@ -69,10 +70,10 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
     }
     for (const std::string& rate : rates) {
       if (keyboard) {
-        RaiseMessage("Scan", "Scan " + name);
+        RaiseMessage(kMessageScan, "Scan " + name);
       } else {
         SetSettings(rate);
-        RaiseMessage("Scan", "Scan " + name + ", BaudRate=" + rate);
+        RaiseMessage(kMessageScan, "Scan " + name + ", BaudRate=" + rate);
       }
       platform::SleepMs(kAfterSettingsMs);
       if (!PortOpen()) break;
@@ -80,7 +81,7 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
       if (gnet::MatchesModule(answer, patterns)) {
         module_name = answer;
         port = name;
-        RaiseMessage("Scan", "Found " + answer);
+        RaiseMessage(kMessageScan, std::string(kScanFound) + " " + answer);
         if (!keyboard) {
           baud_rate = gnet::RateOfEntry(rate);
           found = true;
@@ -97,7 +98,7 @@ bool ucGNet::AutoScan(std::string& module_name, const std::string& baud_rates, s
     }
     if (keyboard && KeyboardPortError) {
       const auto [number, text] = KeyboardPortError();
-      if (number != 0) RaiseMessage("Scan", "Scan PS/2 Error - " + text);
+      if (number != 0) RaiseMessage(kMessageScan, "Scan PS/2 Error - " + text);
     }
     if (!found && PortOpen()) SetPortOpen(false);
     if (found || gnet_cancel_) break;

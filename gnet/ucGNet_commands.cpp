@@ -28,6 +28,11 @@ std::string RegisterDigits(int32_t reg) {
   return platform::hex_text::Byte(static_cast<uint8_t>(reg & 0xFF));
 }
 
+// "SetRegister - Reg=16, Err=E1": the reader's refusal, with the register's number in decimal.
+std::string RefusalText(const char* command, int32_t reg, const std::string& reply) {
+  return std::string(command) + " - Reg=" + std::to_string(reg & 0xFF) + ", Err=" + reply;
+}
+
 // Shows the hourglass while a dump holds the user interface and puts back what was there on every way out.
 class HourglassPointer {
  public:
@@ -73,14 +78,14 @@ bool ucGNet::GetRegister(int32_t reg, uint8_t& value) {
       const uint64_t number = platform::hex_text::ValueOf(reply.substr(1));
       if (number > 0xFF) {
         // The reader sent more digits than a byte holds: an answer to something else, not a value.
-        RaiseMessage("Error", "GetRegister - Overflow");
+        RaiseMessage(kMessageError, "GetRegister - Overflow");
         return false;
       }
       value = static_cast<uint8_t>(number);
       return true;
     }
     if (!reply.empty()) {
-      RaiseMessage("Error", "GetRegister - Reg=" + std::to_string(reg & 0xFF) + ", Err=" + reply);
+      RaiseMessage(kMessageError, RefusalText("GetRegister", reg, reply));
       return false;
     }
     if (attempt < kRegisterTries) platform::SleepMs(kRegisterRetryPauseMs);
@@ -100,7 +105,7 @@ bool ucGNet::SetRegister(int32_t reg, uint8_t value) {
     }
     // Unlike a read, a refused write is tried again: a reader busy writing its EEPROM refuses once.
     if (!reply.empty()) {
-      RaiseMessage("Error", "SetRegister - Reg=" + std::to_string(reg & 0xFF) + ", Err=" + reply);
+      RaiseMessage(kMessageError, RefusalText("SetRegister", reg, reply));
     }
     if (attempt < kRegisterTries) platform::SleepMs(kRegisterRetryPauseMs);
   }

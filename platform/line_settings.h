@@ -12,6 +12,8 @@ namespace platform {
 // comma-separated fields (blanks around a field are allowed), the rate a non-negative whole number,
 // parity one of N O E M S in either case, data bits 4 to 8, stop bits 1, 1.5 or 2. Whether the device
 // can run the combination (4 data bits, a rate of 0) is for the device to say.
-std::optional<CommState> ParseLineSettings(const std::string& text);
+// comm::ParseSettingsText differs on purpose: it reads the port interface's texts the lenient way
+// (leading numbers, rounding, named rates); this strict form guards what reaches a device.
+std::optional<CommState> ParseLineSettings(const std::string& settings);
 
 }  // namespace platform

@@ -31,10 +31,19 @@ enum CommEventCode : int16_t {
 
 enum InputModeCode : int32_t { kInputModeText = 0, kInputModeBinary = 1 };
 
-// Outcome of opening or closing a port. `message` says what to do about a failure.
+// Why an open failed, for callers that advise the person: each kind has its own remedy.
+enum class PortFailure {
+  kNone,
+  kNotPresent,    // no device answers to the port number, or the device it names is gone
+  kNoPermission,  // the user may not open the device (not in the dialout group)
+  kInUse,         // another program has the port open; a port is opened exclusively
+  kOther,         // not a serial device, settings it refuses, any other system error
+};
+
+// Outcome of opening or closing a port. `message` says what went wrong and what to do about it.
 struct PortResult {
   bool ok = true;
-  int error = 0;  // errno value, 0 on success
+  PortFailure failure = PortFailure::kNone;
   std::string message;
 };
 

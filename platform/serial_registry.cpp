@@ -2,36 +2,28 @@
 // (platform/linux/serial_registry.cpp); this file only decides which "COM" number each one gets.
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <optional>
 
 #include "platform/serial_registry.h"
+#include "platform/text.h"
 
 namespace platform {
 namespace {
 
 constexpr int kHighestPort = 256;
 
-bool AllDigits(const std::string& text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
 // Whole number of a run of digits, or nothing when it is out of 1..kHighestPort.
 std::optional<int> PortNumber(const std::string& digits) {
-  if (!AllDigits(digits) || digits.size() > 4) return std::nullopt;
+  if (!text::AllDigits(digits) || digits.size() > 4) return std::nullopt;
   const int number = std::stoi(digits);
   if (number < 1 || number > kHighestPort) return std::nullopt;
   return number;
 }
 
 // "COM3" in any case, with blanks around it.
-std::optional<int> UserPortNumber(std::string name) {
-  name.erase(0, name.find_first_not_of(" \t"));
-  name.erase(name.find_last_not_of(" \t") + 1);
-  if (name.size() < 4) return std::nullopt;
-  for (size_t i = 0; i < 3; ++i)
-    name[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[i])));
-  if (name.compare(0, 3, "COM") != 0) return std::nullopt;
+std::optional<int> UserPortNumber(const std::string& entry) {
+  const std::string name = text::Trim(entry);
+  if (name.size() < 4 || !text::StartsWithNoCase(name, "COM")) return std::nullopt;
   return PortNumber(name.substr(3));
 }
 
@@ -45,7 +37,7 @@ std::optional<int> OnBoardPortNumber(const std::string& device) {
   const std::string name = BaseName(device);
   if (name.size() < 5 || name.compare(0, 4, "ttyS") != 0) return std::nullopt;
   const std::string index = name.substr(4);
-  if (!AllDigits(index) || index.size() > 4) return std::nullopt;
+  if (!text::AllDigits(index) || index.size() > 4) return std::nullopt;
   const int number = std::stoi(index) + 1;
   if (number > kHighestPort) return std::nullopt;
   return number;
@@ -56,13 +48,13 @@ bool NaturalLess(const std::string& a, const std::string& b) {
   size_t i = 0;
   size_t j = 0;
   while (i < a.size() && j < b.size()) {
-    const bool digit_a = std::isdigit(static_cast<unsigned char>(a[i])) != 0;
-    const bool digit_b = std::isdigit(static_cast<unsigned char>(b[j])) != 0;
+    const bool digit_a = text::IsDigit(a[i]);
+    const bool digit_b = text::IsDigit(b[j]);
     if (digit_a && digit_b) {
       size_t end_a = i;
       size_t end_b = j;
-      while (end_a < a.size() && std::isdigit(static_cast<unsigned char>(a[end_a]))) ++end_a;
-      while (end_b < b.size() && std::isdigit(static_cast<unsigned char>(b[end_b]))) ++end_b;
+      while (end_a < a.size() && text::IsDigit(a[end_a])) ++end_a;
+      while (end_b < b.size() && text::IsDigit(b[end_b])) ++end_b;
       size_t start_a = i;
       size_t start_b = j;
       while (start_a + 1 < end_a && a[start_a] == '0') ++start_a;

@@ -8,14 +8,15 @@
 
 #include "platform/controls.h"
 #include "platform/hex_text.h"
+#include "platform/text.h"
 #include "registers/clsRegisters.h"
 #include "registers/number_text.h"
 
+using platform::text::Split;
+using platform::text::Trim;
+using platform::text::Upper;
 using register_text::IsNumber;
 using register_text::NumberOf;
-using register_text::Split;
-using register_text::Trim;
-using register_text::Upper;
 
 namespace {
 
@@ -86,7 +87,7 @@ constexpr size_t kMaxDecimalDigits = 19;
 constexpr size_t kMaxHexDigits = 16;
 
 bool ReadDigits(const std::string& text, bool hex, uint64_t& value) {
-  if (!register_text::AllDigits(text, hex) || text.size() > (hex ? kMaxHexDigits : kMaxDecimalDigits)) {
+  if (!platform::text::AllDigits(text, hex) || text.size() > (hex ? kMaxHexDigits : kMaxDecimalDigits)) {
     return false;
   }
   if (hex) {
@@ -201,13 +202,13 @@ void clsRegister::LoadDefinition() {
         entry =
             SplitEntry(entry, label, number) ? label + "=" + std::to_string(NumberOf(number)) : Trim(entry);
       }
-      list_ex_ = register_text::Join(entries, ",");
+      list_ex_ = platform::text::Join(entries, ",");
     }
     std::string raw_list;
     if (ini.GetKeyValue("List", raw_list, "", name_)) {
       std::vector<std::string> entries = Split(raw_list, ',');
       for (auto& entry : entries) entry = Trim(entry);
-      list_ = register_text::Join(entries, ",");
+      list_ = platform::text::Join(entries, ",");
     }
   }
 

@@ -8,16 +8,15 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
+
+#include "platform/text.h"
 
 namespace register_text {
 
-// Blanks and tabs removed at both ends.
-std::string Trim(const std::string& text);
-std::string Upper(std::string text);
-// Splits at every `separator`; an empty text gives one empty item.
-std::vector<std::string> Split(const std::string& text, char separator);
-std::string Join(const std::vector<std::string>& items, const std::string& separator);
+// Older names of the shared text helpers, for files not moved to platform::text yet.
+using platform::text::AllDigits;
+using platform::text::Trim;
+using platform::text::Upper;
 
 // Trimmed, upper-cased, and "0X" at the start rewritten as "&H".
 std::string NormaliseNumber(const std::string& text);
@@ -25,11 +24,8 @@ std::string NormaliseNumber(const std::string& text);
 // and decimal digits. Numbers here are whole numbers; "1.5" is not one.
 bool IsNumber(const std::string& text);
 // The number rule: the longest numeric prefix of the normalised text, 0 without one. Decimal values
-// beyond the 64-bit range saturate; hexadecimal takes at most 16 digits.
+// beyond the 64-bit range saturate; hexadecimal takes at most 16 digits (platform::hex_text::ValueOf).
+// Not comm::LeadingNumber: definitions hold whole numbers and "0x" hexadecimal, never fractions.
 int64_t NumberOf(const std::string& text);
-
-// True when `text` is non-empty and every character is a decimal digit (`hex` false) or a hexadecimal
-// digit of either case (`hex` true).
-bool AllDigits(const std::string& text, bool hex);
 
 }  // namespace register_text

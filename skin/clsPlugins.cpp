@@ -1,7 +1,7 @@
 #include "skin/clsPlugins.h"
 
 #include "platform/paths.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ bool clsPlugins::UnRegisterServer(const std::string& path, std::string* reason) 
 
 std::unique_ptr<SkinQueryObject> clsPlugins::CreateQuery(const std::string& identifier, std::string* reason) {
   for (const Library& entry : libraries_) {
-    if (entry.identifier.empty() || !skin_text::EqualNoCase(entry.identifier, identifier)) continue;
+    if (entry.identifier.empty() || !platform::text::EqualNoCase(entry.identifier, identifier)) continue;
     const auto create = Export<MsrSkinCreateQueryFunction>(*entry.library, kMsrSkinCreateQuerySymbol);
     const auto release = Export<MsrSkinReleaseQueryFunction>(*entry.library, kMsrSkinReleaseQuerySymbol);
     if (create == nullptr || release == nullptr) {

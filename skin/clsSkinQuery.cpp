@@ -1,6 +1,6 @@
 #include "skin/clsSkinQuery.h"
 
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 clsSkinQuery::~clsSkinQuery() {
   // OnUnloading is not called here: whoever set it may be half gone by now.
@@ -28,7 +28,7 @@ bool clsSkinQuery::Fail(const std::string& line, std::string detail) {
 
 bool clsSkinQuery::OpenQuery(const std::string& name) {
   const std::string identifier = QueryIdentifier(name);
-  if (query_ && skin_text::EqualNoCase(identifier, identifier_)) return true;
+  if (query_ && platform::text::EqualNoCase(identifier, identifier_)) return true;
   CloseQuery();
   std::string reason;
   query_ = plugins_.CreateQuery(identifier, &reason);
@@ -73,8 +73,8 @@ bool clsSkinQuery::LoadSkin(const std::string& name, platform::Control* owner) {
   const std::string form_name = FormName(name);
   // A form of the same name from another library is another form: compare the library too, or switching
   // from one skin's "Main" to another's would keep showing the first.
-  if (skin_ && skin_text::EqualNoCase(form_name, skin_name_) &&
-      skin_text::EqualNoCase(identifier_, skin_identifier_)) {
+  if (skin_ && platform::text::EqualNoCase(form_name, skin_name_) &&
+      platform::text::EqualNoCase(identifier_, skin_identifier_)) {
     if (skin_->Owner() != owner && !SetSkinOwner(skin_.get(), owner))
       return Fail(kLoadSkinError, last_error_);
     return true;

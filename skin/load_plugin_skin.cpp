@@ -1,11 +1,11 @@
 #include "skin/load_plugin_skin.h"
 
 #include "platform/file_system.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 PluginSkinResult LoadPluginSkin(const std::string& folder, clsPlugins& plugins, clsSkinQuery& query) {
   PluginSkinResult result;
-  std::string dir = skin_text::Trim(folder);
+  std::string dir = platform::text::Trim(folder);
   if (dir.empty() || dir.back() != '/') dir += '/';
   for (const std::string& file : platform::ListDirectory(dir, kSkinLibraryPattern)) {
     const std::string path = dir + file;
@@ -15,7 +15,7 @@ PluginSkinResult LoadPluginSkin(const std::string& folder, clsPlugins& plugins, 
       continue;
     }
     const std::string name = file.substr(0, file.rfind('.'));
-    if (query.OpenQuery(name) && skin_text::ContainsNoCase(query.SkinVersion(), kMsrSkinVersionMark)) {
+    if (query.OpenQuery(name) && platform::text::ContainsNoCase(query.SkinVersion(), kMsrSkinVersionMark)) {
       result.skins.push_back(name);
       continue;
     }

@@ -4,9 +4,9 @@
 
 #include "platform/file_system.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "registers/clsINIFile.h"
 #include "registers/register_files.h"
-#include "skin/skin_text.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ std::string AllRegistersHex() {
 
 std::string FindModuleFile(const std::string& folder, const std::string& name, const std::string& section,
                            const std::vector<std::string>& extensions) {
-  const std::string wanted = skin_text::Trim(name);
+  const std::string wanted = platform::text::Trim(name);
   if (wanted.empty()) return {};
   std::vector<std::string> files;
   for (const std::string& extension : extensions) {
@@ -34,7 +34,7 @@ std::string FindModuleFile(const std::string& folder, const std::string& name, c
   std::sort(files.begin(), files.end());
   for (const std::string& file : files) {
     clsINIFile ini(platform::Join(folder, file));
-    if (skin_text::EqualNoCase(skin_text::Trim(ini.GetKeyValue("Module", "", section)), wanted)) {
+    if (platform::text::EqualNoCase(platform::text::Trim(ini.GetKeyValue("Module", "", section)), wanted)) {
       return ini.FullFileName();
     }
   }
@@ -60,8 +60,8 @@ bool ReadSkinDefinition(const std::string& skin_folder, const std::string& name,
   clsINIFile ini(file);
   SkinDefinition found;
   found.file = file;
-  found.module = skin_text::Trim(ini.GetKeyValue("Module", "", kSkinDefinitionSection));
-  found.interface_name = skin_text::Trim(ini.GetKeyValue("Interface", "", kSkinDefinitionSection));
+  found.module = platform::text::Trim(ini.GetKeyValue("Module", "", kSkinDefinitionSection));
+  found.interface_name = platform::text::Trim(ini.GetKeyValue("Interface", "", kSkinDefinitionSection));
   if (found.interface_name.empty()) found.interface_name = kDefaultInterface;
   found.register_mask = ini.GetKeyValue("RegisterMask", AllRegistersHex(), kSkinDefinitionSection);
   std::vector<uint8_t> mask;

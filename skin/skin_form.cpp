@@ -114,12 +114,14 @@ std::unique_ptr<SkinForm> BuildSkinForm(const MsrSkinForm& description, std::vec
     names.push_back(name);
     control->SetTag(TextOf(item.tag));
     if (column->parent == &tabs) control->SetTabPage(item.tab);
-    if (kind == "ComboBox" && item.items != nullptr) {
+    const platform::ControlKind made = control->Kind();
+    if (made == platform::ControlKind::kComboBox && item.items != nullptr) {
       auto& combo = static_cast<platform::ComboBox&>(*control);
       for (int k = 0; k < item.item_count; ++k) combo.AddItem(TextOf(item.items[k].text), item.items[k].data);
     }
     platform::Control* label = nullptr;
-    if ((kind == "TextBox" || kind == "ComboBox") && !caption.empty()) {
+    if ((made == platform::ControlKind::kTextBox || made == platform::ControlKind::kComboBox) &&
+        !caption.empty()) {
       label = &column->parent->Add<platform::Label>("lbl" + name, caption);
       if (column->parent == &tabs) label->SetTabPage(item.tab);
     }

@@ -1,6 +1,6 @@
 #include "skin/skin_tabs.h"
 
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -34,16 +34,16 @@ void ApplyTabs(platform::TabControl& tabs, Rule enabled) {
 
 SkinConnection ConnectionOfCaption(const std::string& caption) {
   for (const CaptionWord& entry : kCaptionWords) {
-    if (skin_text::ContainsNoCase(caption, entry.word)) return entry.connection;
+    if (platform::text::ContainsNoCase(caption, entry.word)) return entry.connection;
   }
   return SkinConnection::kNone;
 }
 
 SkinConnection ConnectionOfPort(const std::string& port) {
-  const std::string name = skin_text::Trim(port);
-  if (skin_text::StartsWithNoCase(name, "COM")) return SkinConnection::kSerial;
-  if (skin_text::EqualNoCase(name, "PS/2")) return SkinConnection::kKeyboard;
-  if (skin_text::StartsWithNoCase(name, "HID")) return SkinConnection::kHid;
+  const std::string name = platform::text::Trim(port);
+  if (platform::text::StartsWithNoCase(name, "COM")) return SkinConnection::kSerial;
+  if (platform::text::EqualNoCase(name, "PS/2")) return SkinConnection::kKeyboard;
+  if (platform::text::StartsWithNoCase(name, "HID")) return SkinConnection::kHid;
   return SkinConnection::kNone;
 }
 

@@ -1,15 +1,13 @@
 #pragma once
-// Text helpers of the skin layer. Names from files and skins compare without regard to case, in ASCII.
+// Older names of the shared text helpers (platform/text.h), for files not moved to platform::text yet.
 
-#include <string>
+#include "platform/text.h"
 
 namespace skin_text {
 
-std::string Upper(std::string text);
-bool EqualNoCase(const std::string& a, const std::string& b);
-bool ContainsNoCase(const std::string& text, const std::string& part);
-bool StartsWithNoCase(const std::string& text, const std::string& prefix);
-// Blanks and tabs removed at both ends.
-std::string Trim(const std::string& text);
+using platform::text::ContainsNoCase;
+using platform::text::StartsWithNoCase;
+using platform::text::Trim;
+using platform::text::Upper;
 
 }  // namespace skin_text

@@ -31,16 +31,32 @@ std::string SystemText(int error) {
   return text.empty() ? "error " + std::to_string(error) : text;
 }
 
-std::string OpenFailureMessage(const std::string& device, int error) {
+// The one place where an open's errno becomes a kind of failure the person can act on.
+PortFailure FailureOf(int error) {
   switch (error) {
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+      return PortFailure::kNotPresent;
     case EACCES:
     case EPERM:
+      return PortFailure::kNoPermission;
+    case EBUSY:
+    case EWOULDBLOCK:
+      return PortFailure::kInUse;
+    default:
+      return PortFailure::kOther;
+  }
+}
+
+std::string OpenFailureMessage(const std::string& device, int error) {
+  switch (FailureOf(error)) {
+    case PortFailure::kNoPermission:
       return "No permission to open " + device +
              ": add your user to the dialout group (sudo usermod -aG dialout $USER, then log in again) "
              "or add a udev rule that gives you access";
-    case EBUSY:
-    case EWOULDBLOCK:
-      return device + " is in use by another program";
+    case PortFailure::kInUse:
+      return device + " is in use by another program (a port is open to one program at a time)";
     default:
       return "Cannot open " + device + ": " + SystemText(error);
   }
@@ -143,8 +159,8 @@ class TermiosSerialControl final : public SerialControl {
   int SetCommState(int32_t handle, const CommState& state) override { return WriteCommState(handle, state); }
 
  private:
-  PortResult Fail(int error, std::string message) {
-    last_result_ = {false, error, std::move(message)};
+  PortResult Fail(PortFailure failure, std::string message) {
+    last_result_ = {false, failure, std::move(message)};
     return last_result_;
   }
   PortResult OpenPort();
@@ -219,20 +235,22 @@ PortResult TermiosSerialControl::SetPortOpen(bool open) {
 PortResult TermiosSerialControl::OpenPort() {
   const std::optional<SerialPortInfo> port = FindSerialPort(port_);
   if (!port) {
-    return Fail(ENODEV, "COM" + std::to_string(port_) +
-                            " is not present (no serial device is known under that name)");
+    return Fail(PortFailure::kNotPresent, "COM" + std::to_string(port_) +
+                                              " is not present (no serial device is known under that name)");
   }
   const std::string& device = port->device;
 
   const int fd = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
     const int error = errno;
-    return Fail(error, OpenFailureMessage(device, error));
+    return Fail(FailureOf(error), OpenFailureMessage(device, error));
   }
   auto give_up = [fd, &device, this](int error, std::string message) {
     ioctl(fd, TIOCNXCL);
     close(fd);
-    return Fail(error, message.empty() ? OpenFailureMessage(device, error) : std::move(message));
+    // A device that opened but will not work as a serial line is no question of presence or rights.
+    if (!message.empty()) return Fail(PortFailure::kOther, std::move(message));
+    return Fail(FailureOf(error), OpenFailureMessage(device, error));
   };
 
   // TIOCEXCL keeps other programs out but not root; the lock holds against every process that asks for

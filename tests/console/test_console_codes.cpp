@@ -1,5 +1,9 @@
 // Every result code with the lines that lead to it: a KRD36AR reader (in its factory state, or with a
 // fault) is sent a file that differs from it in registers 0x10, 0x20 and 0x30.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,8 +24,10 @@ struct CodeCase {
   // The file's Registers; empty: the factory image with the three changes.
   std::string registers{};
   std::vector<std::string> args = {"/WriteFile:{file}", "/Port:COM5"};
+  bool port_held = false;  // another program has the reader's port open
   int exit_code = 0;
   std::vector<std::string> lines{};
+  std::vector<std::string> errors{};  // parts of what standard error must tell the person
 };
 
 // Failure messages name the case.
@@ -55,7 +61,16 @@ const CodeCase kCases[] = {
     {.name = "PortNotThere",
      .args = {"/WriteFile:{file}", "/Port:com8"},
      .exit_code = 3,
-     .lines = {"Can't open COM8", kFail}},
+     .lines = {"Can't open COM8", kFail},
+     .errors = {"msrcfg: COM8 is not present", "; known ports: ", "COM5 = /dev/pts/",
+                "\nmsrcfg: to map COM8 to a device, add the line \"COM8 = /dev/ttyUSB0\" to section "
+                "[SerialPorts] of ",
+                "/zk4100_MSR/settings.ini\n"}},
+    {.name = "PortInUse",
+     .port_held = true,
+     .exit_code = 3,
+     .lines = {"Can't open COM5", kFail},
+     .errors = {"msrcfg: /dev/pts/", " is in use by another program"}},
     // The port would otherwise open at settings nobody asked for.
     {.name = "BadLineSettings",
      .args = {"/WriteFile:{file}", "/Port:COM5,9600,X,8,1"},
@@ -118,9 +133,17 @@ TEST_P(ConsoleCodes, EndsWithItsLinesAndExitCode) {
     if (const size_t at = arg.find("{file}"); at != std::string::npos) arg.replace(at, 6, file);
   }
 
+  // The lock that every program opening a port takes.
+  const int holder = c.port_held ? open(reader->Path().c_str(), O_RDWR | O_NOCTTY) : -1;
+  if (c.port_held) {
+    EXPECT_EQ(flock(holder, LOCK_EX | LOCK_NB), 0);
+  }
+
   const RunResult run = bench.Run(args);
+  if (holder >= 0) close(holder);
   EXPECT_EQ(run.exit_code, c.exit_code) << run.errors;
   EXPECT_THAT(run.lines, ::testing::ElementsAreArray(c.lines));
+  for (const std::string& part : c.errors) EXPECT_THAT(run.errors, ::testing::HasSubstr(part));
   // The file's registers are all in the reader exactly when the run says so.
   EXPECT_EQ(reader->Registers() == Changed(FactoryImage(), {0x10, 0x20, 0x30}),
             c.exit_code == 0 && c.registers.empty());

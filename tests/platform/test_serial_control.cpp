@@ -38,19 +38,17 @@ class SerialControlOnPty : public ::testing::Test {
     }
     return waits;
   }
-  // Opens the port in a child process, as root or as "nobody". 0 opened, 1 refused as in use,
-  // 2 refused with the advice to join the dialout group, 3 anything else.
-  int OpenInChild(bool as_nobody) {
+  // Opens COM`port` in a child process, as this test's user or as "nobody": 0 when it opened, the kind
+  // of failure when the message says `says`, 99 when it does not.
+  int OpenInChild(int port, bool as_nobody, const std::string& says = "") {
     const pid_t child = fork();
     if (child == 0) {
-      if (as_nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(4);
+      if (as_nobody && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(98);
       auto other = CreateSerialControl(&loop_);
-      other->SetCommPort(kPort);
-      const std::string message = other->SetPortOpen(true).message;
-      if (message.empty()) _exit(0);
-      _exit(message.find("is in use by another program") != std::string::npos     ? 1
-            : message.find("sudo usermod -aG dialout $USER") != std::string::npos ? 2
-                                                                                  : 3);
+      other->SetCommPort(static_cast<int16_t>(port));
+      const PortResult result = other->SetPortOpen(true);
+      if (result.ok) _exit(0);
+      _exit(result.message.find(says) != std::string::npos ? static_cast<int>(result.failure) : 99);
     }
     int status = 0;
     return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -128,51 +126,59 @@ TEST_F(SerialControlOnPty, FullInputBufferHoldsBackWithoutLossAndHangUpEndsIt) {
   EXPECT_EQ(std::count(events_.begin(), events_.end(), kCommEventDeviceLost), 1);
 }
 
-TEST_F(SerialControlOnPty, OnlyOneProgramHasThePort) {
+TEST_F(SerialControlOnPty, OnlyOneProgramHasThePortUntilItClosesIt) {
   ASSERT_TRUE(control_->SetPortOpen(true).ok);
   auto second = CreateSerialControl(&loop_);
   second->SetCommPort(kPort);
   const PortResult refused = second->SetPortOpen(true);
-  EXPECT_EQ(refused.message, port_.pair().slave_path + " is in use by another program");
+  EXPECT_EQ(refused.failure, PortFailure::kInUse);
   EXPECT_EQ(second->LastError(), refused.message);
   // Another process with this test's rights: root in CI, which the tty's exclusive flag does not stop.
-  EXPECT_EQ(OpenInChild(false), 1);
+  EXPECT_EQ(OpenInChild(kPort, false), static_cast<int>(PortFailure::kInUse));
   control_->SetPortOpen(false);
   EXPECT_TRUE(second->SetPortOpen(true).ok);
   EXPECT_TRUE(second->LastError().empty());
+  second->SetPortOpen(false);
+  // Closing must free the tty for ordinary users too, although the device end still holds it open.
+  if (geteuid() == 0) {
+    ASSERT_EQ(chmod(port_.pair().slave_path.c_str(), 0666), 0);
+    EXPECT_EQ(OpenInChild(kPort, true), 0);
+  }
 }
 
-TEST_F(SerialControlOnPty, OrdinaryUsersAreToldHowToGetAccessAndKeptOutWhileOpen) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs root to run a child process as another user";
-  EXPECT_EQ(OpenInChild(true), 2);
-  ASSERT_EQ(chmod(port_.pair().slave_path.c_str(), 0666), 0);
-  ASSERT_TRUE(control_->SetPortOpen(true).ok);
-  EXPECT_EQ(OpenInChild(true), 1);
-  // Closing must free the tty again, although the device end still holds it open.
-  control_->SetPortOpen(false);
-  EXPECT_EQ(OpenInChild(true), 0);
-}
-
-TEST(SerialControlFailures, MessagesNameTheProblem) {
+// Each cause of a failed open has its kind, which tells the person what to do, and a message that says it.
+// The opener runs as "nobody" under root, whom no file permission stops.
+TEST_F(SerialControlOnPty, FailedOpensSayWhy) {
   test_support::TempDir tree("serial-fail");
-  SetSysfsRootForTesting(tree.path());  // no hardware ports at all
+  ASSERT_EQ(chmod(tree.path().c_str(), 0755), 0);
+  const std::string locked = tree.WriteFile("locked", "");
+  ASSERT_EQ(chmod(locked.c_str(), 0), 0);
   const std::string plain_file = tree.WriteFile("not-a-tty", "");
+  ASSERT_EQ(chmod(plain_file.c_str(), 0666), 0);
+  SetSysfsRootForTesting(tree.path());  // no hardware ports at all
+  const std::string pty = port_.pair().slave_path;
   SetUserPortMapSource([&] {
-    return std::vector<PortMapEntry>{{"COM3", plain_file}, {"COM4", tree.File("no")}};
+    return std::vector<PortMapEntry>{
+        {"COM9", pty}, {"COM3", locked}, {"COM4", plain_file}, {"COM5", tree.File("gone")}};
   });
-  auto control = CreateSerialControl();
-  control->SetCommPort(7);
-  EXPECT_EQ(control->SetPortOpen(true).message,
-            "COM7 is not present (no serial device is known under that name)");
-  EXPECT_EQ(control->LastError(), "COM7 is not present (no serial device is known under that name)");
-  control->SetCommPort(3);
-  EXPECT_EQ(control->SetPortOpen(true).message,
-            plain_file + " is not a serial device: Inappropriate ioctl for device(0x19)");
-  control->SetCommPort(4);
-  EXPECT_EQ(control->SetPortOpen(true).message,
-            "Cannot open " + tree.File("no") + ": No such file or directory(0x2)");
-  EXPECT_FALSE(control->PortOpen());
-  SetUserPortMapSource(nullptr);
+  ASSERT_EQ(chmod(pty.c_str(), 0666), 0);
+  ASSERT_TRUE(control_->SetPortOpen(true).ok);  // held here while the others try
+
+  struct Case {
+    int port;
+    PortFailure failure;
+    std::string says;
+  };
+  const Case cases[] = {
+      {7, PortFailure::kNotPresent, "COM7 is not present (no serial device is known under that name)"},
+      {5, PortFailure::kNotPresent, "Cannot open " + tree.File("gone") + ": No such file or directory(0x2)"},
+      {3, PortFailure::kNoPermission, "(sudo usermod -aG dialout $USER, then log in again)"},
+      {kPort, PortFailure::kInUse, pty + " is in use by another program"},
+      {4, PortFailure::kOther, plain_file + " is not a serial device: Inappropriate ioctl for device(0x19)"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(OpenInChild(c.port, geteuid() == 0, c.says), static_cast<int>(c.failure)) << "COM" << c.port;
+  }
   SetSysfsRootForTesting("");
 }
 
