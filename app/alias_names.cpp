@@ -8,6 +8,7 @@
 #include "gnet/ucGNet.h"
 #include "platform/file_system.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "registers/clsINIFile.h"
 #include "registers/number_text.h"
 
@@ -21,22 +22,10 @@ constexpr const char* kDialogProcedure = "cmdAliasName_Click";
 // A failed write that gave no reason of its own.
 constexpr const char* kNoReason = "the file could not be written";
 
-bool EqualNoCase(const std::string& a, const std::string& b) {
-  return register_text::Upper(a) == register_text::Upper(b);
-}
-
-bool StartsWithNoCase(const std::string& text, const std::string& prefix) {
-  return text.size() >= prefix.size() && EqualNoCase(text.substr(0, prefix.size()), prefix);
-}
-
-bool ContainsNoCase(const std::string& text, const std::string& part) {
-  return register_text::Upper(text).find(register_text::Upper(part)) != std::string::npos;
-}
-
 bool SectionExists(clsINIFile& ini, const std::string& section) {
   const std::vector<std::string> names = ini.GetSectionNames();
   return std::any_of(names.begin(), names.end(),
-                     [&](const std::string& name) { return EqualNoCase(name, section); });
+                     [&](const std::string& name) { return platform::text::EqualNoCase(name, section); });
 }
 
 std::vector<std::string> KeysOf(clsINIFile& ini, const std::string& section) {
@@ -157,9 +146,9 @@ int AliasNames::HighestAliasNumber(const std::vector<std::string>& keys) {
   const std::string prefix = kAliasKeyPrefix;
   int highest = -1;
   for (const std::string& key : keys) {
-    if (!StartsWithNoCase(key, prefix)) continue;
+    if (!platform::text::StartsWithNoCase(key, prefix)) continue;
     const std::string number = key.substr(prefix.size());
-    if (!register_text::AllDigits(number, false) || number.size() > 9) continue;
+    if (!platform::text::AllDigits(number, false) || number.size() > 9) continue;
     highest = std::max(highest, std::stoi(number));
   }
   return highest;
@@ -190,7 +179,7 @@ void AliasNames::LoadAliasList(const std::string& model, const std::string& devi
   cboAliasName_.Clear();
   keys_.clear();
   for (const auto& [key, value] : ini.EnumSectionKeys(model)) {
-    if (!StartsWithNoCase(key, kAliasKeyPrefix)) continue;
+    if (!platform::text::StartsWithNoCase(key, kAliasKeyPrefix)) continue;
     cboAliasName_.AddItem(value);
     keys_.push_back(key);
   }
@@ -198,7 +187,7 @@ void AliasNames::LoadAliasList(const std::string& model, const std::string& devi
   int chosen = -1;
   for (int i = 0; i < cboAliasName_.ListCount() && chosen < 0; ++i) {
     const std::string entry = cboAliasName_.List(i);
-    if (!entry.empty() && ContainsNoCase(device_alias, entry)) chosen = i;
+    if (!entry.empty() && platform::text::ContainsNoCase(device_alias, entry)) chosen = i;
   }
   if (chosen < 0 && select_item >= 0 && select_item < cboAliasName_.ListCount()) chosen = select_item;
   cboAliasName_.SetListIndex(chosen);
@@ -223,16 +212,18 @@ std::string AliasNames::SelectedKey() const {
 bool AliasNames::WriteSelectedAlias(ucGNet& engine) {
   if (!EntrySelected()) return false;
   const int index = cboAliasName_.ListIndex();
-  if (!SetAliasName(engine, cboAliasName_.Text())) {
-    view_.ShowMsg(kSetNg, terminal_colour::kRed);
-    return false;
-  }
-  view_.ShowMsg(kSetOk, terminal_colour::kBlue);
+  if (!WriteAliasWithReport(engine, cboAliasName_.Text())) return false;
   clsINIFile ini(ReadPath());
   std::string error;
   if (SelectItemOf(ini, model_) != index && !SetValue(kSelectItemKey, std::to_string(index), model_, error))
     ReportNotSaved("WriteSelectedAlias", "the choice of \"" + cboAliasName_.Text() + "\" is not remembered", error);
   return true;
+}
+
+bool AliasNames::WriteAliasWithReport(ucGNet& engine, const std::string& alias) {
+  const bool ok = SetAliasName(engine, alias);
+  view_.ShowMsg(ok ? kSetOk : kSetNg, ok ? terminal_colour::kBlue : terminal_colour::kRed);
+  return ok;
 }
 
 // ---- the dialog ----
@@ -256,7 +247,7 @@ void AliasNames::cmdAliasName_Click() {
 void AliasNames::ApplyDialogResult(const frmAliasName::Result& result, const std::string& opened_text,
                                    const std::string& key) {
   // The reader holds 16 characters; a longer entry would never match the alias read back from it.
-  const std::string name = register_text::Trim(result.text).substr(0, kAliasLength);
+  const std::string name = platform::text::Trim(result.text).substr(0, kAliasLength);
   const bool is_default = opened_text == kDefaultEntry;
   const bool unchanged = name.empty() || name == opened_text;
   std::string error;

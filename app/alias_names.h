@@ -73,6 +73,8 @@ class AliasNames {
   // "Set Alias Name OK!" (blue) or "Set Alias Name NG!" (red); after success the selected index is stored
   // as the model's SelectItem when it differs. False without a message when no entry is selected.
   bool WriteSelectedAlias(ucGNet& engine);
+  // Writes `alias` into the reader and reports "Set Alias Name OK!" (blue) or "Set Alias Name NG!" (red).
+  bool WriteAliasWithReport(ucGNet& engine, const std::string& alias);
 
   // The alias that names a skin for a reader that holds `device_alias`: the file's AliasPrefix (none by
   // default) followed by the device alias; "" when the reader has no alias.

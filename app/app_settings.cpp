@@ -4,14 +4,14 @@
 #include "registers/clsINIFile.h"
 #include "registers/number_text.h"
 #include "registers/user_settings.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace app_settings {
 
 namespace {
 
 std::string TraksetValue(clsINIFile& file, const char* key, const std::string& fallback) {
-  const std::string value = register_text::Trim(file.GetKeyValue(key, "", kGeneralSection));
+  const std::string value = platform::text::Trim(file.GetKeyValue(key, "", kGeneralSection));
   return value.empty() ? fallback : value;
 }
 
@@ -23,7 +23,7 @@ int32_t NumberOrZero(const std::string& text) {
 }  // namespace
 
 bool HasSwitch(const std::string& command_line, const std::string& name) {
-  return skin_text::ContainsNoCase(command_line, name);
+  return platform::text::ContainsNoCase(command_line, name);
 }
 
 CommandLineSwitches ParseSwitches(const std::string& command_line) {
@@ -48,7 +48,7 @@ ProductSettings ReadProductSettings(const std::string& design_caption) {
 }
 
 bool DefaultAutoInterfaceOn(const std::string& text) {
-  const std::string value = skin_text::Upper(register_text::Trim(text));
+  const std::string value = platform::text::Upper(platform::text::Trim(text));
   return value == "1" || value == "T" || value == "TRUE";
 }
 
@@ -78,7 +78,7 @@ UserSettings ReadUserSettings(bool port_sel_box) {
   settings.port = port.empty() || !port_sel_box ? kDefaultPort : port;
   settings.baudrate = BaudrateOf(GetUserSetting(kCommSection, "Baudrate", std::to_string(kDefaultBaudrate)));
   settings.scan_port = NumberOrZero(GetUserSetting(kCommSection, "ScanPort", "0"));
-  settings.cache = skin_text::Upper(GetUserSetting(kGeneralSection, "Cache", "TRUE")) == "TRUE";
+  settings.cache = platform::text::Upper(GetUserSetting(kGeneralSection, "Cache", "TRUE")) == "TRUE";
   return settings;
 }
 

@@ -10,6 +10,8 @@
 namespace app_settings {
 
 inline constexpr const char* kTraksetFile = "Trakset.ini";
+// The folder of the factory register files, beside the program.
+inline constexpr const char* kDefaultFolder = "Default";
 inline constexpr const char* kGeneralSection = "General";
 inline constexpr const char* kCommSection = "COMM";
 // The line every scan starts on, and both texts of the frame-error recovery at start.

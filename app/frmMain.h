@@ -217,7 +217,6 @@ class frmMain {
   std::string FindDefaultFile() const;
   // The workflow's one result line.
   void ReportResult(bool ok, const char* ok_line, const char* ng_line);
-  bool SetAliasWithReport(const std::string& alias);
 
   // Switches and settings.
   std::string command_line_;

@@ -8,7 +8,7 @@
 #include "registers/clsRegister.h"
 #include "skin/skin_binding.h"
 #include "skin/skin_tabs.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -34,8 +34,8 @@ std::string AliasForSkin(const std::string& alias) {
 // Only readers of the families the generic skin was made for may fall back to it; showing another
 // family's registers on generic pages would invite writing nonsense into it.
 bool MayUseOthersSkin(const std::string& alias, const std::string& model) {
-  return !alias.empty() || skin_text::ContainsNoCase(model, "KRD") ||
-         skin_text::ContainsNoCase(model, "QV-R");
+  return !alias.empty() || platform::text::ContainsNoCase(model, "KRD") ||
+         platform::text::ContainsNoCase(model, "QV-R");
 }
 
 }  // namespace
@@ -52,9 +52,10 @@ void frmMain::TimerAutoScan_Timer() {
 void frmMain::cmdAutoScan_Click() {
   ++scan_counter_;
   bool found = false;
-  Trap("cmdAutoScan_Click", [&] { found = RunScan(); });
+  constexpr const char* kHandler = "cmdAutoScan_Click";
+  Trap(kHandler, [&] { found = RunScan(); });
   // The window must come back to life whatever happened above.
-  Trap("cmdAutoScan_Click", [&] { FinishScan(found); });
+  Trap(kHandler, [&] { FinishScan(found); });
   --scan_counter_;
 }
 
@@ -134,8 +135,8 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
     labROMSN.SetCaption(version);
     labROMVersion.SetCaption("");
   } else {
-    labROMSN.SetCaption(skin_text::Trim(version.substr(0, comma)));
-    labROMVersion.SetCaption(skin_text::Trim(version.substr(comma + 1)));
+    labROMSN.SetCaption(platform::text::Trim(version.substr(0, comma)));
+    labROMVersion.SetCaption(platform::text::Trim(version.substr(comma + 1)));
   }
   // A HID port would add its device's name here.
   labPort.SetCaption(port_);

@@ -3,7 +3,7 @@
 
 #include "app/frmMain.h"
 #include "platform/serial_registry.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr int kRescanAfterArrivalMs = 1500;
 // "COM" and the number that follows it in a device name ("COM3" from "COM3" or "\\.\COM03"); "" when the
 // name holds no "COM" followed by a number.
 std::string ComNameOf(const std::string& device_name) {
-  const std::string upper = skin_text::Upper(device_name);
+  const std::string upper = platform::text::Upper(device_name);
   const size_t at = upper.find("COM");
   if (at == std::string::npos) return {};
   size_t digit = at + 3;

@@ -10,7 +10,7 @@
 #include "registers/clsINIFile.h"
 #include "registers/clsRegister.h"
 #include "registers/register_files.h"
-#include "skin/skin_text.h"
+#include "platform/text.h"
 
 namespace {
 
@@ -44,9 +44,9 @@ class InterfaceChoice {
     platform::ComboBox* list = reg_ != nullptr ? reg_->FMTComboBox() : nullptr;
     if (list == nullptr) return;
     // A HID port that recognises the reader as its own would keep "UART" here too.
-    const std::string name = skin_text::StartsWithNoCase(port, "COM") ? "UART" : "PS/2";
+    const std::string name = platform::text::StartsWithNoCase(port, "COM") ? "UART" : "PS/2";
     for (int i = 0; i < list->ListCount(); ++i) {
-      if (skin_text::ContainsNoCase(list->List(i), name)) {
+      if (platform::text::ContainsNoCase(list->List(i), name)) {
         list->SetListIndex(i);
         value_ = static_cast<uint8_t>(list->ItemData(i));
         found_ = true;
@@ -175,11 +175,11 @@ void frmMain::cmdDefault_Click() {
     if (!user_cancel_) {
       if (m_oAliasNames.EntrySelected()) {
         m_oAliasNames.WriteSelectedAlias(ucGNet);
-      } else if (skin_text::ContainsNoCase(model_name_, "KRD300")) {
+      } else if (platform::text::ContainsNoCase(model_name_, "KRD300")) {
         // KRD300 readers of this product always carry its name.
         std::string alias;
         if (!AliasNames::GetAliasName(ucGNet, alias) || alias != kProductAlias)
-          SetAliasWithReport(kProductAlias);
+          m_oAliasNames.WriteAliasWithReport(ucGNet, kProductAlias);
       }
       RefreshIdentity();
     }
@@ -188,7 +188,7 @@ void frmMain::cmdDefault_Click() {
 }
 
 std::string frmMain::FindDefaultFile() const {
-  const std::string folder = platform::Join(platform::ProgramDir(), "Default");
+  const std::string folder = platform::Join(platform::ProgramDir(), app_settings::kDefaultFolder);
   const std::vector<std::string> extensions = {"ini", "inf", "cfg"};
   for (const std::string& name : {loaded_skin_alias_, loaded_skin_model_, std::string("Others")}) {
     if (name.empty()) continue;
@@ -198,14 +198,8 @@ std::string frmMain::FindDefaultFile() const {
   return {};
 }
 
-bool frmMain::SetAliasWithReport(const std::string& alias) {
-  const bool ok = AliasNames::SetAliasName(ucGNet, alias);
-  ShowMsg(ok ? "Set Alias Name OK!" : "Set Alias Name NG!", ok ? kBlue : kRed);
-  return ok;
-}
-
 void frmMain::ApplySerialSettings() {
-  if (!skin_text::StartsWithNoCase(ucGNet.CommPort(), "COM")) return;
+  if (!platform::text::StartsWithNoCase(ucGNet.CommPort(), "COM")) return;
   const std::string wanted = SerialSettingsFromRegisters();
   if (ucGNet.Settings().find(wanted) == std::string::npos) ucGNet.SetSettings(wanted);
 }
@@ -213,12 +207,12 @@ void frmMain::ApplySerialSettings() {
 std::string frmMain::SerialSettingsFromRegisters() const {
   const auto shown = [this](const char* name) -> std::string {
     const clsRegister* reg = m_oRegisters.FindRegister(name);
-    return reg == nullptr ? std::string() : skin_text::Trim(reg->Text());
+    return reg == nullptr ? std::string() : platform::text::Trim(reg->Text());
   };
   std::string text;
   if (const std::string baud = shown("Baudrate"); !baud.empty()) text += NumberText(baud);
   if (const std::string parity = shown("Parity"); !parity.empty())
-    text += "," + skin_text::Upper(parity.substr(0, 1));
+    text += "," + platform::text::Upper(parity.substr(0, 1));
   if (const std::string data_bits = shown("DataBits"); !data_bits.empty())
     text += "," + NumberText(data_bits);
   if (const std::string stop_bits = shown("StopBits"); !stop_bits.empty())

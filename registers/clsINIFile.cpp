@@ -1,27 +1,17 @@
 #include "registers/clsINIFile.h"
 
 #include "platform/paths.h"
+#include "platform/text.h"
 
 namespace {
 
-// Trims what a person may leave around keys and values, tabs included; tabs meant to be part of a value
-// are written as "\t" and so survive.
-constexpr const char* kBlanks = " \t\r\n\v\f";
-
+// Keys and values are trimmed of every white-space character, tabs included; tabs meant to be part of a
+// value are written as "\t" and so survive. Case is ASCII only: the files carry no code page.
 std::string Trim(const std::string& text) {
-  size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string::npos) return {};
-  size_t end = text.find_last_not_of(kBlanks);
-  return text.substr(begin, end - begin + 1);
+  return platform::text::Trim(text, platform::text::kWhiteSpace);
 }
 
-// Byte-wise ASCII upper-casing: bytes above 127 are left alone, as the files carry no code page.
-std::string Upper(std::string text) {
-  for (char& c : text) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return text;
-}
+using platform::text::Upper;
 
 bool SameName(const std::string& a, const std::string& b) {
   return a.size() == b.size() && Upper(a) == Upper(b);

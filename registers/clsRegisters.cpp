@@ -492,9 +492,9 @@ clsRegister* clsRegisters::GetRegisterObject(int index) const {
 }
 
 clsRegister* clsRegisters::FindRegister(const std::string& name) const {
-  std::string wanted = register_text::Upper(name);
+  std::string wanted = platform::text::Upper(name);
   for (const auto& reg : registers_) {
-    if (register_text::Upper(reg->RegisterName()) == wanted) return reg.get();
+    if (platform::text::Upper(reg->RegisterName()) == wanted) return reg.get();
   }
   return nullptr;
 }

@@ -13,11 +13,6 @@
 
 namespace register_text {
 
-// Older names of the shared text helpers, for files not moved to platform::text yet.
-using platform::text::AllDigits;
-using platform::text::Trim;
-using platform::text::Upper;
-
 // Trimmed, upper-cased, and "0X" at the start rewritten as "&H".
 std::string NormaliseNumber(const std::string& text);
 // True when the whole normalised text is a number: "&H" and hexadecimal digits, or an optional sign

@@ -12,6 +12,7 @@
 #include "platform/file_system.h"
 #include "platform/linux/file_internal.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "platform/system_error.h"
 
 namespace platform {
@@ -52,10 +53,6 @@ bool WriteAll(int fd, const std::string& content) {
 
 bool SameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-bool AllDigits(const std::string& text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 // The file a write through `path` replaces: the end of its chain of symbolic links, so that a link stays a
@@ -272,7 +269,7 @@ bool WriteFileDurably(const std::string& path, const std::string& content, std::
     if (name.compare(0, prefix.size(), prefix) != 0) return false;
     const std::string rest = name.substr(prefix.size());
     const size_t dash = rest.find('-');
-    return dash != std::string::npos && AllDigits(rest.substr(0, dash)) && AllDigits(rest.substr(dash + 1));
+    return dash != std::string::npos && platform::text::AllDigits(rest.substr(0, dash)) && platform::text::AllDigits(rest.substr(dash + 1));
   });
 
   std::string base = target + ".part" + std::to_string(getpid()) + "-";
