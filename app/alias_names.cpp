@@ -216,7 +216,8 @@ bool AliasNames::WriteSelectedAlias(ucGNet& engine) {
   clsINIFile ini(ReadPath());
   std::string error;
   if (SelectItemOf(ini, model_) != index && !SetValue(kSelectItemKey, std::to_string(index), model_, error))
-    ReportNotSaved("WriteSelectedAlias", "the choice of \"" + cboAliasName_.Text() + "\" is not remembered", error);
+    ReportNotSaved("WriteSelectedAlias", "the choice of \"" + cboAliasName_.Text() + "\" is not remembered",
+                   error);
   return true;
 }
 
@@ -262,7 +263,8 @@ void AliasNames::ApplyDialogResult(const frmAliasName::Result& result, const std
     }
     case frmAliasName::kModify:
       if (!is_default && !unchanged && !SetValue(key, name, model_, error))
-        ReportNotSaved(kDialogProcedure, "alias \"" + opened_text + "\" is not changed to \"" + name + "\"", error);
+        ReportNotSaved(kDialogProcedure, "alias \"" + opened_text + "\" is not changed to \"" + name + "\"",
+                       error);
       return;
     case frmAliasName::kDelete:
       if (!is_default && !DeleteValue(key, model_, error))

@@ -1,10 +1,10 @@
 #include "app/app_settings.h"
 
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "registers/clsINIFile.h"
 #include "registers/number_text.h"
 #include "registers/user_settings.h"
-#include "platform/text.h"
 
 namespace app_settings {
 

@@ -4,11 +4,11 @@
 #include "app/device_list.h"
 #include "app/frmMain.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "platform/ui_services.h"
 #include "registers/clsRegister.h"
 #include "skin/skin_binding.h"
 #include "skin/skin_tabs.h"
-#include "platform/text.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include "app/app_settings.h"
 #include "app/frmMain.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "registers/clsINIFile.h"
 #include "registers/clsRegister.h"
 #include "registers/register_files.h"
-#include "platform/text.h"
 
 namespace {
 
@@ -59,9 +59,7 @@ class InterfaceChoice {
   // cannot do that itself.
   void Apply(clsRegisters& registers) const {
     if (!found_) return;
-    std::vector<int32_t> addresses = reg_->AddressList();
-    if (addresses.empty()) addresses.push_back(reg_->Register());
-    for (int32_t address : addresses)
+    for (int32_t address : reg_->Addresses())
       registers.SetRegisterLong(address, std::max(1, reg_->RegisterCount()), value_);
   }
 

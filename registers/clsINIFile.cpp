@@ -68,8 +68,7 @@ bool IsTempNameOf(const std::string& target, const std::string& name) {
       name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
     return false;
   }
-  const std::string number = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
-  return number.find_first_not_of("0123456789") == std::string::npos;
+  return platform::text::AllDigits(name.substr(prefix.size(), name.size() - prefix.size() - suffix.size()));
 }
 
 const platform::TemporaryNames& TempNames() {

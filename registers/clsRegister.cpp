@@ -167,18 +167,9 @@ void clsRegister::LoadDefinition() {
     if (word == entry.word) data_type_ = entry.code;
   }
 
-  // Claims. A numeric register without a count owns nothing, on purpose.
-  if (valid_) {
-    for (int32_t address : Addresses()) {
-      if (data_type_ == kDataBit) {
-        owner_->SetUseMaskBit(address, bit_, true);
-      } else if (data_type_ != kDataNone) {
-        int64_t end = std::min<int64_t>(int64_t{address} + count_, owner_->RegisterCount());
-        for (int64_t a = std::max<int64_t>(address, 0); a < end; ++a)
-          owner_->SetUseMask(static_cast<int32_t>(a), 0xFF);
-      }
-    }
-  }
+  ForEachOwnedByte([this](int32_t address, uint8_t bits) {
+    owner_->SetUseMask(address, static_cast<uint8_t>(owner_->UseMask(address) | bits));
+  });
 
   if (control_type_ == "TEXTBOX") {
     if (data_type_ == kDataString) {
@@ -309,6 +300,19 @@ bool clsRegister::Writable() const {
 
 std::vector<int32_t> clsRegister::Addresses() const {
   return address_list_.empty() ? std::vector<int32_t>{start_} : address_list_;
+}
+
+void clsRegister::ForEachOwnedByte(const std::function<void(int32_t address, uint8_t bits)>& visit) const {
+  if (owner_ == nullptr || !valid_) return;
+  for (int32_t address : Addresses()) {
+    if (data_type_ == kDataBit) {
+      if (bit_ >= 0 && bit_ <= 7 && address >= 0 && address < owner_->RegisterCount())
+        visit(address, static_cast<uint8_t>(1u << bit_));
+    } else if (data_type_ != kDataNone) {
+      const int64_t end = std::min<int64_t>(int64_t{address} + count_, owner_->RegisterCount());
+      for (int64_t a = std::max<int64_t>(address, 0); a < end; ++a) visit(static_cast<int32_t>(a), 0xFF);
+    }
+  }
 }
 
 uint64_t clsRegister::CurrentValue() const {

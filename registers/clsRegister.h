@@ -18,6 +18,7 @@
 // that a control raises after its register is gone are ignored.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -66,6 +67,12 @@ class clsRegister {
   // The start address, and every address when the definition lists several (empty for one).
   int32_t Register() const { return start_; }
   const std::vector<int32_t>& AddressList() const { return address_list_; }
+  // Addresses the value goes to: the list, or the start address alone.
+  std::vector<int32_t> Addresses() const;
+  // Calls `visit` for every byte of the owner's buffer that this register owns, with the bits it owns
+  // there: its bit for a bit register, the whole byte for the others. A numeric register without a count
+  // owns nothing, on purpose; an invalid one owns nothing either.
+  void ForEachOwnedByte(const std::function<void(int32_t address, uint8_t bits)>& visit) const;
   int RegisterBit() const { return bit_; }
   int RegisterCount() const { return count_; }
   // "TEXTBOX", "COMBOBOX", "CHECKBOX" or whatever else the definition said, upper-cased.
@@ -130,8 +137,6 @@ class clsRegister {
   void Bind();
   bool Writable() const;
   bool Quiet() const { return loading_ || updating_; }
-  // Addresses the value goes to: the list, or the start address alone.
-  std::vector<int32_t> Addresses() const;
   // The register's value in the buffer: a bit register's bit (0 or 1), else the run from the start.
   uint64_t CurrentValue() const;
   // Writes a number to every address (a bit register sets its bit when the number is not 0).

@@ -250,18 +250,9 @@ void clsRegisters::ForgetBuffer() {
 void clsRegisters::ForgetDisplayOnly() {
   for (const auto& reg : registers_) {
     if (!reg->DisplayOnly()) continue;
-    std::vector<int32_t> addresses = reg->AddressList();
-    if (addresses.empty()) addresses.push_back(reg->Register());
-    for (int32_t address : addresses) {
-      if (reg->DataType() == clsRegister::kDataBit) {
-        if (InRange(address) && reg->RegisterBit() >= 0 && reg->RegisterBit() <= 7)
-          origin_[static_cast<size_t>(address)] &= static_cast<uint8_t>(~(1u << reg->RegisterBit()));
-        continue;
-      }
-      for (int i = 0; i < std::max(1, reg->RegisterCount()); ++i) {
-        if (InRange(address + i)) origin_[static_cast<size_t>(address + i)] = 0;
-      }
-    }
+    reg->ForEachOwnedByte([this](int32_t address, uint8_t bits) {
+      origin_[static_cast<size_t>(address)] &= static_cast<uint8_t>(~bits);
+    });
   }
 }
 

@@ -10,7 +10,6 @@ using platform::text::AllDigits;
 using platform::text::Trim;
 using platform::text::Upper;
 
-
 std::string NormaliseNumber(const std::string& text) {
   std::string n = Upper(Trim(text));
   if (n.rfind("0X", 0) == 0) n.replace(0, 2, "&H");

@@ -40,9 +40,8 @@ std::string GetUserSetting(const std::string& section, const std::string& key,
   return file.GetKeyValue(key, default_value, section);
 }
 
-bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value,
-                     std::string* error) {
-  return ChangeUserSettings({{section, key, value}}, error);
+bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value) {
+  return ChangeUserSettings({{section, key, value}});
 }
 
 bool ChangeUserSettings(const std::vector<clsINIFile::KeyChange>& changes, std::string* error) {

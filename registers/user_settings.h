@@ -28,9 +28,8 @@ bool UnregisterUserPort(const std::string& com_name, const std::string& device);
 // The value of `key` in `section`, or `default_value` when the file, section or key is missing.
 std::string GetUserSetting(const std::string& section, const std::string& key,
                            const std::string& default_value);
-// Writes `key` = `value` into `section`, creating file and folder as needed. False with the reason in
-// `error` (clsINIFile::LastError()) when the file cannot be written.
-bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value,
-                     std::string* error = nullptr);
-// Makes every change in one rewrite of the settings file; false with the reason in `error`.
+// Writes `key` = `value` into `section`, creating file and folder as needed.
+bool SaveUserSetting(const std::string& section, const std::string& key, const std::string& value);
+// Makes every change in one rewrite of the settings file; false with the reason in `error`
+// (clsINIFile::LastError()).
 bool ChangeUserSettings(const std::vector<clsINIFile::KeyChange>& changes, std::string* error = nullptr);

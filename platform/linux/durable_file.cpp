@@ -12,8 +12,8 @@
 #include "platform/file_system.h"
 #include "platform/linux/file_internal.h"
 #include "platform/paths.h"
-#include "platform/text.h"
 #include "platform/system_error.h"
+#include "platform/text.h"
 
 namespace platform {
 namespace {
@@ -269,7 +269,8 @@ bool WriteFileDurably(const std::string& path, const std::string& content, std::
     if (name.compare(0, prefix.size(), prefix) != 0) return false;
     const std::string rest = name.substr(prefix.size());
     const size_t dash = rest.find('-');
-    return dash != std::string::npos && platform::text::AllDigits(rest.substr(0, dash)) && platform::text::AllDigits(rest.substr(dash + 1));
+    return dash != std::string::npos && text::AllDigits(rest.substr(0, dash)) &&
+           text::AllDigits(rest.substr(dash + 1));
   });
 
   std::string base = target + ".part" + std::to_string(getpid()) + "-";

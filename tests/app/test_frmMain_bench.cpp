@@ -98,8 +98,9 @@ TEST_F(Bench, AnAliasErasedByWriteLetsTheNextScanChooseTheModelsSkinAndTheAliasB
   std::string definition = program.Read("Skin/KRD36AR.ini");
   definition.replace(definition.find("Module = KRD36AR"), 16, "Module = Shop-7");
   program.Write("Skin/Shop7.ini", definition);
-  program.Write("AliasName.ini",
-                "[General]\nAliasEnable = TRUE\n[KRD36AR]\nSelectItem = -1\nAlias0 = [DEFAULT]\nAlias1 = Shop-7\n");
+  program.Write(
+      "AliasName.ini",
+      "[General]\nAliasEnable = TRUE\n[KRD36AR]\nSelectItem = -1\nAlias0 = [DEFAULT]\nAlias1 = Shop-7\n");
   msrsim::ReaderConfig config = FactoryReader(kIdentification, "KRD36AR");
   config.dump_bytes = 10;
   msrsim::SetAlias(config.registers, "Shop-7");
@@ -155,9 +156,9 @@ TEST_F(Bench, AFileFromAReaderOnAnotherLineNeverMovesThisReaderOffItsLine) {
     std::vector<uint8_t> image(held.begin(), held.end());
     image[kInterface] = 1;  // taken from a reader on the keyboard port
     image[kLed] = 2;
-    platform::HeadlessUi().dialog_answers = {
-        user_config.WriteFile("other-line.cfg", "[MSRRegister]\nModule = KRD36AR\nRegisters = " +
-                                                    register_files::BytesToHex(image) + "\n")};
+    platform::HeadlessUi().dialog_answers = {user_config.WriteFile(
+        "other-line.cfg",
+        "[MSRRegister]\nModule = KRD36AR\nRegisters = " + register_files::BytesToHex(image) + "\n")};
     w.cmdOpen.UserClick();
     w.chkCacheMode.SetValue(cached ? platform::CheckBox::kChecked : platform::CheckBox::kUnchecked);
     w.cmdWrite.UserClick();

@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
   int failed = 0;
   for (int i = 0; i < count; ++i) {
     std::string error;
-    if (!SaveUserSetting(argv[1], argv[2] + std::to_string(i), std::to_string(i), &error)) {
+    if (!ChangeUserSettings({{argv[1], argv[2] + std::to_string(i), std::to_string(i)}}, &error)) {
       std::fprintf(stderr, "%s\n", error.c_str());
       ++failed;
     }

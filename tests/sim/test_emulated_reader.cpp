@@ -27,8 +27,7 @@ std::string Framed(const std::string& text) {
 // control, listed as "COM"n by a user port map entry for the reader's path.
 class HostLine {
  public:
-  explicit HostLine(const std::string& path)
-      : control_(platform::CreateSerialControl(&loop_)) {
+  explicit HostLine(const std::string& path) : control_(platform::CreateSerialControl(&loop_)) {
     platform::SetUserPortMapSource([path] { return std::vector<platform::PortMapEntry>{{"COM42", path}}; });
     control_->SetCommPort(42);
     control_->SetInputMode(platform::kInputModeBinary);

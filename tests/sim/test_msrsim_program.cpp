@@ -47,7 +47,8 @@ TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   std::istringstream options(
       "--reader --cfg --fill --alias --id --version-text --rate --baud-register --baud-codes --device "
       "--register --pace --latency --drop-every --bad-checksum-every --not-ready --refuse-writes "
-      "--refuse-reads --ignore-writes --dump-bytes --silent --close-after --drop-percent --bad-checksum-percent "
+      "--refuse-reads --ignore-writes --dump-bytes --silent --close-after --drop-percent "
+      "--bad-checksum-percent "
       "--not-ready-percent --latency-max --seed --save-cfg --swipe --swipe-text --swipe-every --log");
   for (std::string option; options >> option;) EXPECT_THAT(help, HasSubstr(option));
 }
@@ -78,7 +79,9 @@ TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndSavesTheFinalImageWhenStopp
       "--reader --register COM7 --cfg start.cfg --save-cfg end.cfg --reader > out & pid=$!; "
       "i=0; while [ $(wc -l < out) -lt 3 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
       "cp config/zk4100_MSR/settings.ini during.ini; "
-      "path=$(grep COM7 out | cut -d\" \" -f1); printf \"\\002" + request + "\\r\" > $path; "
+      "path=$(grep COM7 out | cut -d\" \" -f1); printf \"\\002" +
+      request +
+      "\\r\" > $path; "
       "i=0; while ! grep -q C10 out && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
       "kill -TERM $pid; wait $pid; echo $? > rc";
   ASSERT_EQ(RunScript(dir_, script), 0);

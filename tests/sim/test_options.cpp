@@ -86,10 +86,10 @@ TEST(RegisterFile, SavedImageLoadsBackUnchangedWithItsModelAndAlias) {
 TEST(CommandLine, OptionsBeforeTheFirstReaderApplyToAllAndAfterItToOne) {
   ProgramOptions options;
   std::string error;
-  ASSERT_TRUE(ParseCommandLine({"--log=stdout", "--latency", "5", "--reader", "--id", "KRD12,X", "--register",
-                                "com7", "--reader", "--not-ready=2", "--refuse-writes", "0x10,18",
-                                "--ignore-writes", "all"},
-                               options, error))
+  ASSERT_TRUE(
+      ParseCommandLine({"--log=stdout", "--latency", "5", "--reader", "--id", "KRD12,X", "--register", "com7",
+                        "--reader", "--not-ready=2", "--refuse-writes", "0x10,18", "--ignore-writes", "all"},
+                       options, error))
       << error;
   EXPECT_EQ(options.log, LogTarget::kStdout);
   ASSERT_EQ(options.readers.size(), 2u);
@@ -119,10 +119,10 @@ TEST(CommandLine, OptionsBeforeTheFirstReaderApplyToAllAndAfterItToOne) {
 TEST(CommandLine, RandomFaultsTakePercentFractionsAndTheSeedIsGlobal) {
   ProgramOptions options;
   std::string error;
-  ASSERT_TRUE(ParseCommandLine({"--drop-percent", "2.5", "--reader", "--bad-checksum-percent=0.25",
-                                "--not-ready-percent", "100", "--latency-max", "400", "--seed", "0x10",
-                                "--save-cfg", "end.cfg"},
-                               options, error))
+  ASSERT_TRUE(ParseCommandLine(
+      {"--drop-percent", "2.5", "--reader", "--bad-checksum-percent=0.25", "--not-ready-percent", "100",
+       "--latency-max", "400", "--seed", "0x10", "--save-cfg", "end.cfg"},
+      options, error))
       << error;
   ASSERT_EQ(options.readers.size(), 1u);
   const ReaderConfig& config = options.readers[0].config;
@@ -147,7 +147,8 @@ TEST(CommandLine, BadOptionsAreNamedInTheError) {
       {{"--refuse-writes", "1,300"}, "--refuse-writes"},
       {{"--pace=yes"}, "--pace takes no value"},
       {{"--log=file"}, "--log takes stderr or stdout"},
-      {{"--reader", "--register", "COM3", "--reader", "--register", "com3"}, "two readers cannot both be COM3"},
+      {{"--reader", "--register", "COM3", "--reader", "--register", "com3"},
+       "two readers cannot both be COM3"},
       {{"--save-cfg", "x.cfg", "--reader", "--reader"}, "cannot both save to x.cfg"},
       {{"--seed"}, "--seed needs a value"},
       {{"--seed", "-3"}, "bad value \"-3\" for --seed"},

@@ -147,7 +147,8 @@ TEST_P(ShippedModel, LoadsItsFormAndBindsOnlyValidRegistersInsideItsMask) {
 // "QV-R4410-03" as a test name: letters and digits only.
 std::string ModelTestName(const ::testing::TestParamInfo<std::pair<std::string, std::string>>& param) {
   std::string name = param.param.first;
-  std::replace_if(name.begin(), name.end(), [](unsigned char c) { return !isalnum(c); }, '_');
+  std::replace_if(
+      name.begin(), name.end(), [](unsigned char c) { return !isalnum(c); }, '_');
   return name;
 }
 

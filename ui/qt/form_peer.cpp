@@ -22,9 +22,9 @@ class FormPeer final : public PeerWidget<QWidget> {
   // Enter and Escape that no control took reach the form: its default or cancel button answers them.
   void keyPressEvent(QKeyEvent* event) override {
     auto* form = ModelAs<platform::Form>();
-    const int key = event->key() == Qt::Key_Escape                                    ? platform::kKeyEscape
-                    : (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) ? platform::kKeyEnter
-                                                                                      : 0;
+    int key = 0;
+    if (event->key() == Qt::Key_Escape) key = platform::kKeyEscape;
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) key = platform::kKeyEnter;
     if (form && key != 0 && event->modifiers() == Qt::NoModifier && form->UserPressKey(key)) return;
     QWidget::keyPressEvent(event);
   }

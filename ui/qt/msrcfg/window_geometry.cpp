@@ -42,12 +42,11 @@ std::optional<WindowGeometry> LoadWindowGeometry() {
 }
 
 bool SaveWindowGeometry(const WindowGeometry& geometry) {
-  bool saved = true;
-  for (const auto& [key, value] : {std::pair{kLeft, geometry.left}, std::pair{kTop, geometry.top},
-                                   std::pair{kWidth, geometry.width}, std::pair{kHeight, geometry.height}}) {
-    saved = SaveUserSetting(kSection, key, std::to_string(value)) && saved;
-  }
-  return saved;
+  // One rewrite of the settings file for all four, not one each.
+  return ChangeUserSettings({{kSection, kLeft, std::to_string(geometry.left)},
+                             {kSection, kTop, std::to_string(geometry.top)},
+                             {kSection, kWidth, std::to_string(geometry.width)},
+                             {kSection, kHeight, std::to_string(geometry.height)}});
 }
 
 WindowGeometry FitOnScreens(WindowGeometry geometry, const std::vector<QRect>& screens, QSize minimum) {
