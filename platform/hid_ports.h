@@ -49,6 +49,12 @@ struct FoundHidDevice {
 std::vector<HidPortInfo> AssignHidNumbers(const std::vector<FoundHidDevice>& devices,
                                           const std::vector<PortMapEntry>& user_map);
 
+// The bridges' hidraw nodes as the system lists them now; empty where it cannot be asked.
+std::vector<FoundHidDevice> FindHidBridgeNodes();
+// True for a HID device identity "BUS:VVVVVVVV:PPPPPPPP" (hexadecimal, as udev's HID_ID shows it) that
+// carries the bridge's vendor and product numbers.
+bool IsHidBridgeId(const std::string& hid_id);
+
 // Instead of asking udev, list these devices (tests); nullopt asks udev again.
 void SetHidDevicesForTesting(std::optional<std::vector<FoundHidDevice>> devices);
 

@@ -1,12 +1,33 @@
-// The device-independent half of following serial devices: which "COM" name a node has, and when the
-// window hears of it. The system's half (udev) is in platform/linux/hotplug_udev.cpp.
+// The device-independent half of following devices: which port name a node has, and when the window
+// hears of it. The system's half (udev) is in platform/linux/hotplug_udev.cpp.
 #include "platform/hotplug.h"
 
+#include "platform/hid_ports.h"
 #include "platform/serial_registry.h"
 
 namespace platform {
 
-HotplugMonitor::HotplugMonitor(std::unique_ptr<DeviceEventSource> source) : source_(std::move(source)) {
+namespace {
+
+template <typename Port>
+std::vector<std::pair<std::string, std::string>> NamesOf(std::vector<Port> ports) {
+  std::vector<std::pair<std::string, std::string>> names;
+  for (Port& port : ports) names.emplace_back(std::move(port.device), std::move(port.name));
+  return names;
+}
+
+}  // namespace
+
+DeviceNamer SerialPortNames() {
+  return [] { return NamesOf(ListSerialPorts()); };
+}
+
+DeviceNamer HidPortNames() {
+  return [] { return NamesOf(ListHidPorts()); };
+}
+
+HotplugMonitor::HotplugMonitor(std::unique_ptr<DeviceEventSource> source, DeviceNamer namer)
+    : source_(std::move(source)), namer_(std::move(namer)) {
   if (!source_) return;
   Remember();
   watch_ = CurrentEventLoop().WatchDescriptor(source_->Descriptor(), kIoReadable,
@@ -21,7 +42,7 @@ void HotplugMonitor::TakeAndDispatch() {
 
 void HotplugMonitor::Dispatch(const DeviceEvent& event) {
   if (event.action == DeviceEvent::Action::kAdded) {
-    // A new adapter gets its number now; the list from before does not know it yet.
+    // A new device gets its number now; the list from before does not know it yet.
     Remember();
     const std::string name = NameOf(event);
     if (!name.empty() && OnArrival) OnArrival(name);
@@ -34,7 +55,7 @@ void HotplugMonitor::Dispatch(const DeviceEvent& event) {
 
 void HotplugMonitor::Remember() {
   names_.clear();
-  for (const SerialPortInfo& port : ListSerialPorts()) names_[port.device] = port.name;
+  for (auto& [node, name] : namer_()) names_[node] = name;
 }
 
 std::string HotplugMonitor::NameOf(const DeviceEvent& event) const {

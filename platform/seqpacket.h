@@ -7,14 +7,16 @@
 
 namespace platform {
 
-// A listening socket bound to `path` (a stale socket file left there is replaced; any other file is not).
+// A listening socket bound to `path`. A stale socket file left there is replaced; any other file, or a
+// socket that a running program still listens on, is not.
 // Non-blocking. Returns the descriptor, or -1 with a message in `error`.
 int ListenSeqpacket(const std::string& path, std::string& error);
 // The next waiting connection on `listen_fd`, non-blocking; -1 when none waits (or on error).
 int AcceptSeqpacket(int listen_fd);
 // Connects to the socket at `path`, non-blocking. Returns the descriptor, or a negative errno value.
 int ConnectSeqpacket(const std::string& path);
-// True when `path` names a socket file (an emulated bridge), false for anything else or nothing.
+// True when `path` names a socket file (an emulated bridge), directly or through links; false for anything
+// else or nothing.
 bool IsSocketFile(const std::string& path);
 // Removes the socket file at `path`, only when it still is a socket.
 void RemoveSocketFile(const std::string& path);

@@ -1,5 +1,5 @@
-// tty devices that come and go, as udev announces them once its rules have run (so the node and its
-// links exist when an arrival is reported).
+// tty and hidraw devices that come and go, as udev announces them once its rules have run (so the node,
+// its links and its permissions exist when an arrival is reported).
 #include <libudev.h>
 
 #include <cstring>
@@ -10,15 +10,15 @@
 namespace platform {
 namespace {
 
-class UdevTtySource final : public DeviceEventSource {
+class UdevDeviceSource final : public DeviceEventSource {
  public:
-  UdevTtySource(udev* context, udev_monitor* monitor) : context_(context), monitor_(monitor) {}
-  ~UdevTtySource() override {
+  UdevDeviceSource(udev* context, udev_monitor* monitor) : context_(context), monitor_(monitor) {}
+  ~UdevDeviceSource() override {
     udev_monitor_unref(monitor_);
     udev_unref(context_);
   }
-  UdevTtySource(const UdevTtySource&) = delete;
-  UdevTtySource& operator=(const UdevTtySource&) = delete;
+  UdevDeviceSource(const UdevDeviceSource&) = delete;
+  UdevDeviceSource& operator=(const UdevDeviceSource&) = delete;
 
   int Descriptor() const override { return udev_monitor_get_fd(monitor_); }
 
@@ -57,11 +57,9 @@ class UdevTtySource final : public DeviceEventSource {
   udev_monitor* monitor_;
 };
 
-}  // namespace
-
-std::unique_ptr<DeviceEventSource> OpenTtyEventSource(std::string* why) {
-  auto fail = [why](const char* reason) -> std::unique_ptr<DeviceEventSource> {
-    if (why) *why = reason;
+std::unique_ptr<DeviceEventSource> OpenUdevEventSource(const char* subsystem, std::string* why) {
+  auto fail = [why](std::string reason) -> std::unique_ptr<DeviceEventSource> {
+    if (why) *why = std::move(reason);
     return nullptr;
   };
   udev* context = udev_new();
@@ -71,13 +69,23 @@ std::unique_ptr<DeviceEventSource> OpenTtyEventSource(std::string* why) {
     udev_unref(context);
     return fail("cannot open udev's netlink socket");
   }
-  if (udev_monitor_filter_add_match_subsystem_devtype(monitor, "tty", nullptr) < 0 ||
+  if (udev_monitor_filter_add_match_subsystem_devtype(monitor, subsystem, nullptr) < 0 ||
       udev_monitor_enable_receiving(monitor) < 0) {
     udev_monitor_unref(monitor);
     udev_unref(context);
-    return fail("cannot listen to udev's tty events");
+    return fail(std::string("cannot listen to udev's ") + subsystem + " events");
   }
-  return std::make_unique<UdevTtySource>(context, monitor);
+  return std::make_unique<UdevDeviceSource>(context, monitor);
+}
+
+}  // namespace
+
+std::unique_ptr<DeviceEventSource> OpenTtyEventSource(std::string* why) {
+  return OpenUdevEventSource("tty", why);
+}
+
+std::unique_ptr<DeviceEventSource> OpenHidrawEventSource(std::string* why) {
+  return OpenUdevEventSource("hidraw", why);
 }
 
 }  // namespace platform

@@ -26,12 +26,15 @@ bool MakeAddress(const std::string& path, sockaddr_un& address) {
 }  // namespace
 
 bool IsSocketFile(const std::string& path) {
+  // Links followed: a user may name the socket through a link, and connect follows it too.
   struct stat info {};
-  return lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode);
+  return stat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode);
 }
 
 void RemoveSocketFile(const std::string& path) {
-  if (IsSocketFile(path)) unlink(path.c_str());
+  // Not through a link: only the socket itself is ours to remove.
+  struct stat info {};
+  if (lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode)) unlink(path.c_str());
 }
 
 int ListenSeqpacket(const std::string& path, std::string& error) {
@@ -41,8 +44,15 @@ int ListenSeqpacket(const std::string& path, std::string& error) {
     return -1;
   }
   // A socket file outlives the program that made it; one left behind by an emulator that was killed
-  // would make the bind fail for good.
-  RemoveSocketFile(path);
+  // would make the bind fail for good. One that still answers belongs to a running emulator, whose
+  // clients would silently reach us instead.
+  const int probe = ConnectSeqpacket(path);
+  if (probe >= 0) {
+    close(probe);
+    error = path + " - " + GetSystemErrorText(EADDRINUSE);
+    return -1;
+  }
+  if (probe == -ECONNREFUSED) RemoveSocketFile(path);
   const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     error = "socket - " + GetSystemErrorText(errno);

@@ -15,42 +15,19 @@
 
 #include "platform/event_loop.h"
 #include "platform/line_settings.h"
+#include "platform/linux/open_failure.h"
 #include "platform/linux/serial_line.h"
 #include "platform/marked_input.h"
 #include "platform/serial_control.h"
 #include "platform/serial_registry.h"
-#include "platform/system_error.h"
 
 namespace platform {
 namespace {
 
 constexpr size_t kReadChunk = 4096;
 
-std::string SystemText(int error) {
-  const std::string text = GetSystemErrorText(error);
-  return text.empty() ? "error " + std::to_string(error) : text;
-}
-
-// The one place where an open's errno becomes a kind of failure the person can act on.
-PortFailure FailureOf(int error) {
-  switch (error) {
-    case ENOENT:
-    case ENODEV:
-    case ENXIO:
-      return PortFailure::kNotPresent;
-    case EACCES:
-    case EPERM:
-      return PortFailure::kNoPermission;
-    case EBUSY:
-    case EWOULDBLOCK:
-      return PortFailure::kInUse;
-    default:
-      return PortFailure::kOther;
-  }
-}
-
 std::string OpenFailureMessage(const std::string& device, int error) {
-  switch (FailureOf(error)) {
+  switch (PortFailureOf(error)) {
     case PortFailure::kNoPermission:
       return "No permission to open " + device +
              ": add your user to the dialout group (sudo usermod -aG dialout $USER, then log in again) "
@@ -243,14 +220,14 @@ PortResult TermiosSerialControl::OpenPort() {
   const int fd = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
     const int error = errno;
-    return Fail(FailureOf(error), OpenFailureMessage(device, error));
+    return Fail(PortFailureOf(error), OpenFailureMessage(device, error));
   }
   auto give_up = [fd, &device, this](int error, std::string message) {
     ioctl(fd, TIOCNXCL);
     close(fd);
     // A device that opened but will not work as a serial line is no question of presence or rights.
     if (!message.empty()) return Fail(PortFailure::kOther, std::move(message));
-    return Fail(FailureOf(error), OpenFailureMessage(device, error));
+    return Fail(PortFailureOf(error), OpenFailureMessage(device, error));
   };
 
   // TIOCEXCL keeps other programs out but not root; the lock holds against every process that asks for
