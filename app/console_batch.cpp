@@ -152,8 +152,9 @@ class ConsoleRun {
         out_.Line("Can't open " + port);
         // The step line stays as scripts know it; the person reads on standard error why.
         if (open_tried) {
-          for (const std::string& line : PortOpenAdvice(port, engine_.LastOpenResult(),
-                                                        platform::ListSerialPorts(), UserSettingsPath())) {
+          for (const std::string& line :
+               PortOpenAdvice(port, engine_.LastOpenResult(), platform::ListSerialPorts(), platform::ListHidPorts(),
+                              UserSettingsPath())) {
             out_.Note(line);
           }
         }

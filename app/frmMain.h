@@ -115,6 +115,13 @@ class frmMain {
   void OnSerialDeviceRemoval(const std::string& device_name);
   // The line of `engine`'s port hung up: its device is gone, which a device notice may repeat later.
   void OnPortLost(::ucGNet& engine);
+  // The HID bridges' device events: 0 removed, 1 plugged in, 2 removed while open ("closed & removed");
+  // other codes are ignored. Each refills the port list.
+  enum HidDeviceEvent { kHidRemoved = 0, kHidPlugged = 1, kHidClosedAndRemoved = 2 };
+  void GHIDIO1_OnDeviceEvent(int code, const std::string& name);
+  // A bridge came or went ("HID2"); a removal of the port in use ends its use first.
+  void OnHidDeviceArrival(const std::string& name);
+  void OnHidDeviceRemoval(const std::string& name);
 
   // ---- discovery ----
   void TimerAutoScan_Timer();

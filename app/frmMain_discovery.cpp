@@ -3,6 +3,7 @@
 #include "app/app_settings.h"
 #include "app/device_list.h"
 #include "app/frmMain.h"
+#include "comm/clsGHIDComm.h"
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "platform/ui_services.h"
@@ -138,8 +139,9 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
     labROMSN.SetCaption(platform::text::Trim(version.substr(0, comma)));
     labROMVersion.SetCaption(platform::text::Trim(version.substr(comma + 1)));
   }
-  // A HID port would add its device's name here.
-  labPort.SetCaption(port_);
+  // A bridge's product name tells two HID ports apart where their numbers do not.
+  const bool hid = ucGNet.Port().Attached() == &ucGNet.HidPort();
+  labPort.SetCaption(hid ? port_ + "(" + ucGNet.HidPort().DeviceName() + ")" : port_);
 
   const bool alias_chosen = cboAliasName.Visible() && cboAliasName.ListIndex() >= 1;
   const std::string alias =

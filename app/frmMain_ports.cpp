@@ -2,6 +2,8 @@
 #include <cctype>
 
 #include "app/frmMain.h"
+#include "comm/clsGHIDComm.h"
+#include "platform/hid_ports.h"
 #include "platform/serial_registry.h"
 #include "platform/text.h"
 
@@ -28,9 +30,14 @@ std::string ComNameOf(const std::string& device_name) {
   return "COM" + number;
 }
 
-std::string DescriptionOf(const platform::SerialPortInfo& port) {
-  if (port.description.empty()) return port.device;
-  return port.device + "  " + port.description;
+template <typename Port>
+std::string DescriptionOf(const Port& port, const std::string& description) {
+  if (description.empty()) return port.device;
+  return port.device + "  " + description;
+}
+
+bool IsHidName(const std::string& name) {
+  return platform::text::StartsWithNoCase(name, clsGHIDComm::kPortPrefix);
 }
 
 }  // namespace
@@ -62,12 +69,16 @@ void frmMain::RefillPortList() {
     if (remembered == kAutoEntry) cboPort.SetListIndex(0);
   }
   const std::vector<platform::SerialPortInfo> serial_ports = platform::ListSerialPorts();
+  const std::vector<platform::HidPortInfo> hid_ports = platform::ListHidPorts();
   for (int32_t i = 0; i < count; ++i) {
     const std::string name = ucGNet.EnumCommPort(i);
     cboPort.AddItem(name);
     std::string description;
     for (const platform::SerialPortInfo& port : serial_ports) {
-      if (port.name == name) description = DescriptionOf(port);
+      if (port.name == name) description = DescriptionOf(port, port.description);
+    }
+    for (const platform::HidPortInfo& port : hid_ports) {
+      if (port.name == name) description = DescriptionOf(port, port.product);
     }
     port_descriptions_.push_back(description);
     if (name == remembered) {
@@ -121,11 +132,47 @@ void frmMain::OnSerialDeviceRemoval(const std::string& device_name) {
 void frmMain::OnPortLost(::ucGNet& engine) {
   Trap("OnPortLost", [&] {
     // A line that hangs up is a device that went away, whether or not a device notice follows (a
-    // pseudo-terminal's never does).
+    // pseudo-terminal's or an emulated bridge's never does).
     const std::string name = engine.CommPort();
-    ShowMsg(name + " is removed!", terminal_colour::kRed);
     hung_up_port_ = name;
     EndUseOfRemovedPort(engine);
+    if (IsHidName(name)) {
+      GHIDIO1_OnDeviceEvent(kHidClosedAndRemoved, name);
+    } else {
+      ShowMsg(name + " is removed!", terminal_colour::kRed);
+    }
+  });
+}
+
+void frmMain::GHIDIO1_OnDeviceEvent(int code, const std::string& name) {
+  Trap("GHIDIO1_OnDeviceEvent", [&] {
+    switch (code) {
+      case kHidRemoved: ShowMsg(name + " is removed!", terminal_colour::kRed); break;
+      case kHidPlugged: ShowMsg(name + " is plus-in!", terminal_colour::kBlue); break;
+      case kHidClosedAndRemoved: ShowMsg(name + " is closed & removed!", terminal_colour::kRed); break;
+      default: return;
+    }
+    RefillPortList();
+  });
+}
+
+void frmMain::OnHidDeviceArrival(const std::string& name) {
+  if (name == hung_up_port_) hung_up_port_.clear();
+  GHIDIO1_OnDeviceEvent(kHidPlugged, name);
+}
+
+void frmMain::OnHidDeviceRemoval(const std::string& name) {
+  Trap("OnHidDeviceRemoval", [&] {
+    // The bridge's descriptor usually reports the loss first; the device manager's notice repeats it.
+    if (name == hung_up_port_) {
+      hung_up_port_.clear();
+      RefillPortList();
+      return;
+    }
+    const bool in_use = ucGNet.CommPort() == name && (ucGNet.PortOpen() || Busy());
+    if (in_use) EndUseOfRemovedPort(ucGNet);
+    if (ucGNetB.PortOpen() && ucGNetB.CommPort() == name) EndUseOfRemovedPort(ucGNetB);
+    GHIDIO1_OnDeviceEvent(in_use ? kHidClosedAndRemoved : kHidRemoved, name);
   });
 }
 

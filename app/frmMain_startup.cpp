@@ -26,8 +26,8 @@ void frmMain::Form_Load() {
     form_.SetCaption(app_settings::WindowCaption(title_));
 
     ResetDeviceInformation();
-    // The keyboard-port and HID port objects would be attached to the engine here; until they exist the
-    // engine serves "COM" ports only, and every branch below that names "PS/2" or "HID" never matches.
+    // The engine attaches its HID port object itself, beside the serial one. There is no keyboard-port
+    // object: every branch below that names "PS/2" never matches.
 
     const app_settings::UserSettings user = app_settings::ReadUserSettings(port_sel_box_);
     port_ = user.port;

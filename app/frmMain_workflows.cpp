@@ -6,6 +6,7 @@
 
 #include "app/app_settings.h"
 #include "app/frmMain.h"
+#include "comm/clsGHIDComm.h"
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "registers/clsINIFile.h"
@@ -39,12 +40,13 @@ std::string NumberText(const std::string& shown) {
 // loading the factory image, so that the reader is never switched away from the line it answers on.
 class InterfaceChoice {
  public:
-  InterfaceChoice(clsRegisters& registers, const std::string& port) {
+  // `reader_behind_bridge`: the HID port reports the reader as its own, reached through its UART.
+  InterfaceChoice(clsRegisters& registers, const std::string& port, bool reader_behind_bridge) {
     reg_ = registers.FindRegister("Interface");
     platform::ComboBox* list = reg_ != nullptr ? reg_->FMTComboBox() : nullptr;
     if (list == nullptr) return;
-    // A HID port that recognises the reader as its own would keep "UART" here too.
-    const std::string name = platform::text::StartsWithNoCase(port, "COM") ? "UART" : "PS/2";
+    const bool uart = platform::text::StartsWithNoCase(port, "COM") || reader_behind_bridge;
+    const std::string name = uart ? "UART" : "PS/2";
     for (int i = 0; i < list->ListCount(); ++i) {
       if (platform::text::ContainsNoCase(list->List(i), name)) {
         list->SetListIndex(i);
@@ -152,7 +154,8 @@ void frmMain::cmdWrite_Click() {
 
 void frmMain::cmdDefault_Click() {
   RunWorkflow("cmdDefault_Click", "Begin Write Register...", kDefaultNg, WorkflowKind::kWrite, [this] {
-    const InterfaceChoice interface_choice(m_oRegisters, ucGNet.CommPort());
+    const bool bridge = ucGNet.Port().Attached() == &ucGNet.HidPort() && ucGNet.HidPort().ReaderIsOwn();
+    const InterfaceChoice interface_choice(m_oRegisters, ucGNet.CommPort(), bridge);
     const std::string file = FindDefaultFile();
     bool ok = false;
     std::vector<uint8_t> image;
@@ -197,7 +200,12 @@ std::string frmMain::FindDefaultFile() const {
 }
 
 void frmMain::ApplySerialSettings() {
-  if (!platform::text::StartsWithNoCase(ucGNet.CommPort(), "COM")) return;
+  // A reader behind a HID bridge moves to its new rate as one on a serial line does; the bridge follows it
+  // (its UART has no other settings to change).
+  const std::string port = ucGNet.CommPort();
+  if (!platform::text::StartsWithNoCase(port, "COM") &&
+      !platform::text::StartsWithNoCase(port, clsGHIDComm::kPortPrefix))
+    return;
   const std::string wanted = SerialSettingsFromRegisters();
   if (ucGNet.Settings().find(wanted) == std::string::npos) ucGNet.SetSettings(wanted);
 }

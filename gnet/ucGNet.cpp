@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "comm/clsGHIDComm.h"
 #include "comm/clsIMScomm.h"
 #include "gnet/busy_scope.h"
 #include "platform/clock.h"
@@ -19,10 +20,12 @@ constexpr const char* kCancelled = "SendGNetCMD - Cancel!";
 
 }  // namespace
 
-ucGNet::ucGNet(std::unique_ptr<platform::SerialControl> control, platform::EventLoop* loop)
+ucGNet::ucGNet(std::unique_ptr<platform::SerialControl> control, platform::EventLoop* loop,
+               std::unique_ptr<platform::HidDevice> hid_device)
     : loop_(loop),
       control_(control ? std::move(control) : platform::CreateSerialControl(loop)),
       serial_(std::make_unique<clsIMScomm>()),
+      hid_(std::make_unique<clsGHIDComm>(std::move(hid_device), loop)),
       timer_receive_(loop) {
   timer_receive_.SetInterval(1);
   timer_receive_.OnTimer = [this] { TimerReceive_Timer(); };
@@ -35,6 +38,8 @@ ucGNet::ucGNet(std::unique_ptr<platform::SerialControl> control, platform::Event
 
   serial_->AttachCommObject(&port_, control_.get());
   port_objects_.push_back(serial_.get());
+  // HID bridges come after the serial ports in the port list and in the scan.
+  AddPortObject(hid_.get());
   port_.SetCommPort("COM1");
   // Raw bytes, and a notification for every byte that arrives.
   port_.SetInputMode(platform::kInputModeBinary);
@@ -97,11 +102,12 @@ void ucGNet::SetCommPort(const std::string& name) {
   // Choosing a port closes the one that was open.
   dump_cache_valid_ = false;
   serial_->ForgetOpenResult();
+  hid_->ForgetOpenResult();
   port_.SetCommPort(name);
 }
 
 platform::PortResult ucGNet::LastOpenResult() const {
-  return serial_->LastOpenResult();
+  return port_.Attached() == hid_.get() ? hid_->LastOpenResult() : serial_->LastOpenResult();
 }
 
 void ucGNet::RaiseMessage(const std::string& msg_type, const std::string& msg) {

@@ -18,8 +18,10 @@
 #include "comm/clsMSComm.h"
 #include "gnet/clsTimeout.h"
 #include "platform/event_loop.h"
+#include "platform/hid_device.h"
 
 class clsIMScomm;
+class clsGHIDComm;
 
 class ucGNet {
  public:
@@ -42,10 +44,11 @@ class ucGNet {
   // The word that starts a scan message reporting the reader it found.
   static constexpr const char* kScanFound = "Found";
 
-  // `control` is the serial-port control behind COM ports; nullptr creates the termios one.
-  // `loop` nullptr means the current event loop.
+  // `control` is the serial-port control behind COM ports; nullptr creates the termios one. `hid_device`
+  // is the device behind HID ports; nullptr creates the hidraw one. `loop` nullptr means the current
+  // event loop.
   explicit ucGNet(std::unique_ptr<platform::SerialControl> control = nullptr,
-                  platform::EventLoop* loop = nullptr);
+                  platform::EventLoop* loop = nullptr, std::unique_ptr<platform::HidDevice> hid_device = nullptr);
   ~ucGNet();
   ucGNet(const ucGNet&) = delete;
   ucGNet& operator=(const ucGNet&) = delete;
@@ -79,8 +82,8 @@ class ucGNet {
   bool PortOpen() const { return port_.PortOpen(); }
   // Opening or closing forgets the cached register dump.
   void SetPortOpen(bool open);
-  // The serial port's last open or close since SetCommPort; ok when none was tried (also when the name
-  // belongs to no serial port). A failed open says here why, as a kind the caller can give advice on.
+  // The port's last open or close since SetCommPort; ok when none was tried (also when the name belongs
+  // to no port object). A failed open says here why, as a kind the caller can give advice on.
   platform::PortResult LastOpenResult() const;
   int32_t InBufferCount() const { return port_.InBufferCount(); }
   void SetInBufferCount(int32_t count) { port_.SetInBufferCount(count); }
@@ -94,6 +97,9 @@ class ucGNet {
   std::string EnumCommPort(int32_t index) { return port_.EnumCommPort(index); }
   // Every other member of the port.
   clsMSComm& Port() { return port_; }
+  // The port object behind "HID"n names: the bridge's name, whether the reader is its own.
+  clsGHIDComm& HidPort() { return *hid_; }
+  const clsGHIDComm& HidPort() const { return *hid_; }
 
   // ---- Device commands. Each counts as Busy while it runs. ----
   // The firmware version: the reply to "V" without its "A" and a following ",", or an empty text.
@@ -164,6 +170,7 @@ class ucGNet {
   platform::EventLoop* loop_;
   std::unique_ptr<platform::SerialControl> control_;
   std::unique_ptr<clsIMScomm> serial_;
+  std::unique_ptr<clsGHIDComm> hid_;
   std::vector<clsMSComm*> port_objects_;
   clsMSComm port_;
   platform::Timer timer_receive_;

@@ -81,6 +81,7 @@ MainWindow::~MainWindow() {
   // The skin outlives this window when the program unloads it later; it must not call back into us then.
   if (SkinForm* skin = form_.SkinObject()) skin->OnOwnerChanged = nullptr;
   monitor_.reset();
+  hid_monitor_.reset();
 }
 
 void MainWindow::WireClose() {
@@ -119,6 +120,12 @@ void MainWindow::FollowDevices(std::unique_ptr<platform::DeviceEventSource> sour
   monitor_ = std::make_unique<platform::HotplugMonitor>(std::move(source));
   monitor_->OnArrival = [this](const std::string& name) { form_.OnSerialDeviceArrival(name); };
   monitor_->OnRemoval = [this](const std::string& name) { form_.OnSerialDeviceRemoval(name); };
+}
+
+void MainWindow::FollowHidDevices(std::unique_ptr<platform::DeviceEventSource> source) {
+  hid_monitor_ = std::make_unique<platform::HotplugMonitor>(std::move(source), platform::HidPortNames());
+  hid_monitor_->OnArrival = [this](const std::string& name) { form_.OnHidDeviceArrival(name); };
+  hid_monitor_->OnRemoval = [this](const std::string& name) { form_.OnHidDeviceRemoval(name); };
 }
 
 void MainWindow::ShowSkinPages(SkinForm& skin) {

@@ -33,6 +33,8 @@ class MainWindow {
   void LoadAndShow(const std::vector<QRect>& screens = ScreenAreas());
   // Reports devices from `source` to the form's arrival and removal handlers; nullptr follows none.
   void FollowDevices(std::unique_ptr<platform::DeviceEventSource> source);
+  // The same for HID bridges, from hidraw events.
+  void FollowHidDevices(std::unique_ptr<platform::DeviceEventSource> source);
   bool FollowsDevices() const { return monitor_ && monitor_->Active(); }
 
   // The form agreed to close (it refuses while a transfer runs): the window's place is saved by then.
@@ -60,6 +62,7 @@ class MainWindow {
   // The size the skin laid its pages out in, before they were made to fill the area.
   QSize laid_out_size_;
   std::unique_ptr<platform::HotplugMonitor> monitor_;
+  std::unique_ptr<platform::HotplugMonitor> hid_monitor_;
 };
 
 }  // namespace msrcfg_window

@@ -43,6 +43,7 @@ int RunWindow(int argc, char** argv) {
     msrcfg_window::MainWindow window(form);
     // Without udev (a container) devices are simply not followed; plugging a reader in then needs a scan.
     window.FollowDevices(platform::OpenTtyEventSource());
+    window.FollowHidDevices(platform::OpenHidrawEventSource());
     window.OnClosed = [&loop] { loop.Quit(0); };
     window.LoadAndShow();
     exit_code = loop.Run();
