@@ -46,15 +46,7 @@ clsIMScomm::~clsIMScomm() {
 void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAnswer& result) {
   const std::string command = platform::text::Upper(key);
   if (command == attach_protocol::kOrderIndex) {
-    // Every port object of the container counts the position down by one; the one that reaches 0 is it.
-    const auto position = NumericArgument(value);
-    if (!position) return;
-    if (std::holds_alternative<int32_t>(value)) {
-      value = std::get<int32_t>(value) - 1;
-    } else {
-      value = *position - 1;
-    }
-    if (*position - 1 == 0) result.object = this;
+    AnswerIndex(this, value, result);
   } else if (command == attach_protocol::kOrderCommPort) {
     std::optional<double> number = NumericArgument(value);
     const std::string* text = std::get_if<std::string>(&value);
@@ -64,19 +56,7 @@ void clsIMScomm::AttachOrder(const std::string& key, CommValue& value, AttachAns
       result.object = this;
     }
   } else if (command == attach_protocol::kReattach) {
-    if (result.handled.find(kTag) != std::string::npos) return;
-    // "+name": every object but the named one re-attaches; "-name": only the named one does.
-    const std::string order = comm::AsText(value).value_or(std::string());
-    bool reattach = false;
-    if (!order.empty() && order[0] == '+') reattach = order.substr(1) != kTag;
-    if (!order.empty() && order[0] == '-') reattach = order.substr(1) == kTag;
-    if (reattach && owner_ != nullptr) {
-      clsMSComm* owner = owner_;
-      Attach(nullptr);
-      owner->Attach(this);
-    }
-    result.handled += '\0';
-    result.handled += kTag;
+    AnswerReattach(this, kTag, owner_, value, result);
   }
 }
 

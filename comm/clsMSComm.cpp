@@ -307,6 +307,33 @@ void clsMSComm::RaiseOnEvent(const std::string& text) {
   if (OnEvent) OnEvent(text);
 }
 
+void clsMSComm::AnswerIndex(clsMSComm* self, CommValue& value, AttachAnswer& result) {
+  if (std::holds_alternative<std::monostate>(value) || std::holds_alternative<bool>(value) ||
+      std::holds_alternative<Bytes>(value)) {
+    return;
+  }
+  const std::optional<double> position = comm::NumberOf(value);
+  if (!position) return;
+  if (std::holds_alternative<int32_t>(value)) {
+    value = std::get<int32_t>(value) - 1;
+  } else {
+    value = *position - 1;
+  }
+  if (*position - 1 == 0) result.object = self;
+}
+
+void clsMSComm::AnswerReattach(clsMSComm* self, const char* tag, clsMSComm* owner, const CommValue& value,
+                               AttachAnswer& result) {
+  if (result.handled.find(tag) != std::string::npos) return;
+  const std::string order = comm::AsText(value).value_or(std::string());
+  bool reattach = false;
+  if (!order.empty() && order[0] == '+') reattach = order.substr(1) != tag;
+  if (!order.empty() && order[0] == '-') reattach = order.substr(1) == tag;
+  if (reattach && owner != nullptr) owner->Attach(self);
+  result.handled += '\0';
+  result.handled += tag;
+}
+
 CommValue clsMSComm::GetOwnProperty(const std::string& name, bool& found) {
   const Member* member = FindMember(name);
   found = member != nullptr && member->get != nullptr;
