@@ -1,10 +1,14 @@
-// The per-user settings file: its place, the application's settings, and the serial-port map that the
-// emulator writes and the port list reads.
+// The per-user settings file: its place, the application's settings, and the port maps that the emulator
+// writes and the port lists read.
 
 #include "registers/user_settings.h"
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
+#include "platform/hid_ports.h"
+#include "platform/seqpacket.h"
 #include "platform/serial_registry.h"
 #include "tests/support/temp_dir.h"
 
@@ -50,6 +54,31 @@ TEST(UserSettings, PortMapEntriesReachThePortListAndLeaveOnlyWithTheirDevice) {
 
   platform::SetUserPortMapSource(nullptr);
   platform::SetSysfsRootForTesting("");
+}
+
+TEST(UserSettings, HidPortMapLinesReachTheBridgeList) {
+  TempDir dir;
+  ScopedEnv xdg("XDG_CONFIG_HOME", dir.path());
+  platform::SetHidDevicesForTesting(std::vector<platform::FoundHidDevice>{});  // no real bridges
+  InstallUserPortMap();
+  std::string error;
+  const std::string socket = dir.File("bridge.sock");
+  const int listener = platform::ListenSeqpacket(socket, error);
+  ASSERT_GE(listener, 0) << error;
+
+  ASSERT_TRUE(RegisterUserHidPort("HID2", socket));
+  const std::optional<platform::HidPortInfo> port = platform::FindHidPort(2);
+  ASSERT_TRUE(port.has_value());
+  EXPECT_EQ(port->device, socket);
+  EXPECT_TRUE(port->emulated);
+  EXPECT_FALSE(UnregisterUserHidPort("HID2", dir.File("another.sock")));
+  EXPECT_TRUE(UnregisterUserHidPort("HID2", socket));
+  EXPECT_TRUE(platform::ListHidPorts().empty());
+
+  close(listener);
+  platform::SetUserPortMapSource(nullptr);
+  platform::SetUserHidPortMapSource(nullptr);
+  platform::SetHidDevicesForTesting(std::nullopt);
 }
 
 }  // namespace
