@@ -70,18 +70,13 @@ TEST(HidPorts, TheMapWinsThenEachNodeKeepsItsOwnNumberThenTheLowestFree) {
 }
 
 TEST(HidPorts, BridgeIdentityIsVendorAndProductOfUdevsHidId) {
-  const std::pair<const char*, bool> cases[] = {
-      {"0003:00002A7C:00000005", true},
-      {"0003:00002a7c:00000005", true},
-      {"0003:00002A7C:00000006", false},
-      {"0003:00002A7D:00000005", false},
-      {"0003:00002A7C", false},
-      {"0003:00002A7C:00000005:1", false},
-      {"0003:100002A7C:00000005", false},
-      {"0003:00002A7C:0000000G", false},
-      {"", false},
-  };
-  for (const auto& [hid_id, bridge] : cases) EXPECT_EQ(IsHidBridgeId(hid_id), bridge) << hid_id;
+  for (const char* id : {"0003:00002A7C:00000005", "0005:00002a7c:00000005"})
+    EXPECT_TRUE(IsHidBridgeId(id)) << id;
+  for (const char* id :
+       {"0003:00002A7C:00000006", "0003:00002A7D:00000005", "0003:00002A7C", "0003:00002A7C:00000005:1",
+        "0003:100002A7C:00000005", "0003:00002A7C:0000000G", ""}) {
+    EXPECT_FALSE(IsHidBridgeId(id)) << id;
+  }
 }
 
 }  // namespace

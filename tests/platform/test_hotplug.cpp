@@ -40,24 +40,18 @@ constexpr auto kAdded = DeviceEvent::Action::kAdded;
 constexpr auto kRemoved = DeviceEvent::Action::kRemoved;
 
 // A monitor on fake events that records what it reports: "+COM7", "-COM5".
-class MonitorUnderTest {
- public:
-  explicit MonitorUnderTest(DeviceNamer namer) {
-    auto owned = std::make_unique<FakeDeviceEvents>();
-    source_ = owned.get();
-    monitor_ = std::make_unique<HotplugMonitor>(std::move(owned), std::move(namer));
-    monitor_->OnArrival = [this](const std::string& name) { heard.push_back("+" + name); };
-    monitor_->OnRemoval = [this](const std::string& name) { heard.push_back("-" + name); };
+struct MonitorUnderTest {
+  explicit MonitorUnderTest(DeviceNamer namer) : monitor(std::unique_ptr<FakeDeviceEvents>(source), namer) {
+    monitor.OnArrival = [this](const std::string& name) { heard.push_back("+" + name); };
+    monitor.OnRemoval = [this](const std::string& name) { heard.push_back("-" + name); };
   }
   void Deliver(std::vector<DeviceEvent> events) {
-    source_->Send(std::move(events));
+    source->Send(std::move(events));
     CurrentEventLoop().WaitForEvents(500);
   }
+  FakeDeviceEvents* source = new FakeDeviceEvents;  // owned by the monitor
+  HotplugMonitor monitor;
   std::vector<std::string> heard;
-
- private:
-  FakeDeviceEvents* source_;
-  std::unique_ptr<HotplugMonitor> monitor_;
 };
 
 TEST(HotplugMonitor, ReportsSerialPortsOfTheListByTheNameTheyHadWhenPresent) {
@@ -83,12 +77,12 @@ TEST(HotplugMonitor, ReportsSerialPortsOfTheListByTheNameTheyHadWhenPresent) {
 }
 
 TEST(HotplugMonitor, ReportsHidBridgesAndNoOtherHidDevice) {
-  auto set_bridges = [](std::vector<FoundHidDevice> bridges) { SetHidDevicesForTesting(std::move(bridges)); };
-  set_bridges({});
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{});
   MonitorUnderTest monitor(HidPortNames());
-  set_bridges({{"/dev/hidraw3", "Bridge", ""}});
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{{"/dev/hidraw3", "Bridge", ""}});
   monitor.Deliver({{kAdded, "/dev/hidraw3", {}}, {kAdded, "/dev/hidraw1", {}}});  // hidraw1: a keyboard
-  set_bridges({});
+  // Pulled out together: both are gone from the list when the first removal is read.
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{});
   monitor.Deliver({{kRemoved, "/dev/hidraw1", {}}, {kRemoved, "/dev/hidraw3", {}}});
   EXPECT_EQ(monitor.heard, (std::vector<std::string>{"+HID4", "-HID4"}));
   SetHidDevicesForTesting(std::nullopt);

@@ -62,17 +62,13 @@ TEST(UserSettings, HidPortMapLinesReachTheBridgeList) {
   platform::SetHidDevicesForTesting(std::vector<platform::FoundHidDevice>{});  // no real bridges
   InstallUserPortMap();
   std::string error;
-  const std::string socket = dir.File("bridge.sock");
-  const int listener = platform::ListenSeqpacket(socket, error);
-  ASSERT_GE(listener, 0) << error;
+  const int listener = platform::ListenSeqpacket(dir.File("bridge.sock"), error);
 
-  ASSERT_TRUE(RegisterUserHidPort("HID2", socket));
+  ASSERT_TRUE(RegisterUserHidPort("HID2", dir.File("bridge.sock")));
   const std::optional<platform::HidPortInfo> port = platform::FindHidPort(2);
-  ASSERT_TRUE(port.has_value());
-  EXPECT_EQ(port->device, socket);
-  EXPECT_TRUE(port->emulated);
+  EXPECT_TRUE(port.has_value() && port->emulated && port->device == dir.File("bridge.sock"));
   EXPECT_FALSE(UnregisterUserHidPort("HID2", dir.File("another.sock")));
-  EXPECT_TRUE(UnregisterUserHidPort("HID2", socket));
+  EXPECT_TRUE(UnregisterUserHidPort("HID2", dir.File("bridge.sock")));
   EXPECT_TRUE(platform::ListHidPorts().empty());
 
   close(listener);
