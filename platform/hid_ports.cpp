@@ -160,8 +160,9 @@ std::vector<HidPortInfo> AssignHidNumbers(const std::vector<FoundHidDevice>& dev
   auto order = [](const FoundHidDevice* found) {
     return std::make_pair(NodeHidNumber(found->device).value_or(INT_MAX), found->device);
   };
-  std::stable_sort(displaced.begin(), displaced.end(),
-                   [&order](const FoundHidDevice* a, const FoundHidDevice* b) { return order(a) < order(b); });
+  std::stable_sort(
+      displaced.begin(), displaced.end(),
+      [&order](const FoundHidDevice* a, const FoundHidDevice* b) { return order(a) < order(b); });
   for (const FoundHidDevice* found : displaced) {
     const int number = plan.LowestFree();
     if (number == 0) break;
@@ -186,7 +187,8 @@ std::vector<HidPortInfo> ListHidPorts() {
     std::lock_guard lock(g_mutex);
     config = g_config;
   }
-  const std::vector<FoundHidDevice> devices = config.test_devices ? *config.test_devices : FindHidBridgeNodes();
+  const std::vector<FoundHidDevice> devices =
+      config.test_devices ? *config.test_devices : FindHidBridgeNodes();
   return AssignHidNumbers(devices, config.user_map ? config.user_map() : std::vector<PortMapEntry>{});
 }
 

@@ -49,12 +49,14 @@ void HotplugMonitor::Dispatch(const DeviceEvent& event) {
     return;
   }
   const std::string name = NameOf(event);
-  Remember();
+  names_.erase(event.node);
+  for (const std::string& link : event.links) names_.erase(link);
   if (!name.empty() && OnRemoval) OnRemoval(name);
 }
 
 void HotplugMonitor::Remember() {
-  names_.clear();
+  // Added to what is known, never replacing it: devices pulled out together (a hub, one cable) are all gone
+  // from the list when the first removal is read, and each still needs the name it had.
   for (auto& [node, name] : namer_()) names_[node] = name;
 }
 

@@ -69,7 +69,7 @@ class HotplugMonitor {
   DeviceNamer namer_;
   std::unique_ptr<LoopWatch> watch_;
   // A removed device is gone from the system's list by the time its event comes: its name is the one it
-  // had before.
+  // had before, kept here until its removal is read.
   std::map<std::string, std::string> names_;
 };
 

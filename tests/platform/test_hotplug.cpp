@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/hid_ports.h"
 #include "platform/hotplug.h"
 #include "platform/serial_registry.h"
 #include "tests/support/temp_dir.h"
@@ -38,47 +39,68 @@ class FakeDeviceEvents final : public DeviceEventSource {
 constexpr auto kAdded = DeviceEvent::Action::kAdded;
 constexpr auto kRemoved = DeviceEvent::Action::kRemoved;
 
+// A monitor on fake events that records what it reports: "+COM7", "-COM5".
+struct MonitorUnderTest {
+  explicit MonitorUnderTest(DeviceNamer namer) : monitor(std::unique_ptr<FakeDeviceEvents>(source), namer) {
+    monitor.OnArrival = [this](const std::string& name) { heard.push_back("+" + name); };
+    monitor.OnRemoval = [this](const std::string& name) { heard.push_back("-" + name); };
+  }
+  void Deliver(std::vector<DeviceEvent> events) {
+    source->Send(std::move(events));
+    CurrentEventLoop().WaitForEvents(500);
+  }
+  FakeDeviceEvents* source = new FakeDeviceEvents;  // owned by the monitor
+  HotplugMonitor monitor;
+  std::vector<std::string> heard;
+};
+
 TEST(HotplugMonitor, ReportsSerialPortsOfTheListByTheNameTheyHadWhenPresent) {
   test_support::TempDir no_hardware("hotplug");
   SetSysfsRootForTesting(no_hardware.path());  // the port list is the map set below, nothing else
   auto set_ports = [](std::vector<PortMapEntry> ports) { SetUserPortMapSource([ports] { return ports; }); };
   set_ports({{"COM5", "/dev/ttyUSB3"}});
-  auto owned = std::make_unique<FakeDeviceEvents>();
-  FakeDeviceEvents& source = *owned;
-  HotplugMonitor monitor(std::move(owned));
-  std::vector<std::string> heard;
-  monitor.OnArrival = [&](const std::string& name) { heard.push_back("+" + name); };
-  monitor.OnRemoval = [&](const std::string& name) { heard.push_back("-" + name); };
-  auto deliver = [&](std::vector<DeviceEvent> events) {
-    source.Send(std::move(events));
-    CurrentEventLoop().WaitForEvents(500);
-  };
+  MonitorUnderTest monitor(SerialPortNames());
 
   // Known once plugged in; a console is no port of the list; a user may map a port by one of its links.
   set_ports({{"COM5", "/dev/ttyUSB3"}, {"COM7", "/dev/serial/by-id/usb-FTDI-if00"}});
-  deliver({{kAdded, "/dev/tty1", {}},
-           {kAdded, "/dev/ttyUSB4", {"/dev/serial/by-path/pci-0", "/dev/serial/by-id/usb-FTDI-if00"}}});
+  monitor.Deliver(
+      {{kAdded, "/dev/tty1", {}},
+       {kAdded, "/dev/ttyUSB4", {"/dev/serial/by-path/pci-0", "/dev/serial/by-id/usb-FTDI-if00"}}});
   // Gone from the list by the time its removal is read: the name is the one it had.
   set_ports({{"COM7", "/dev/serial/by-id/usb-FTDI-if00"}});
-  deliver({{kRemoved, "/dev/ttyUSB3", {}}, {kRemoved, "/dev/ttyUSB3", {}}});
-  EXPECT_EQ(heard, (std::vector<std::string>{"+COM7", "-COM5"}));
+  monitor.Deliver({{kRemoved, "/dev/ttyUSB3", {}}, {kRemoved, "/dev/ttyUSB3", {}}});
+  EXPECT_EQ(monitor.heard, (std::vector<std::string>{"+COM7", "-COM5"}));
 
   SetUserPortMapSource(nullptr);
   SetSysfsRootForTesting("");
   EXPECT_FALSE(HotplugMonitor(nullptr).Active());
 }
 
-TEST(HotplugMonitor, TheUdevSourceOpensOrSaysWhyNot) {
-  std::string why;
-  std::unique_ptr<DeviceEventSource> source = OpenTtyEventSource(&why);
-  if (source == nullptr) {
-    EXPECT_FALSE(why.empty());  // containers often have no udev: devices are then not followed
-    return;
+TEST(HotplugMonitor, ReportsHidBridgesAndNoOtherHidDevice) {
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{});
+  MonitorUnderTest monitor(HidPortNames());
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{{"/dev/hidraw3", "Bridge", ""}});
+  monitor.Deliver({{kAdded, "/dev/hidraw3", {}}, {kAdded, "/dev/hidraw1", {}}});  // hidraw1: a keyboard
+  // Pulled out together: both are gone from the list when the first removal is read.
+  SetHidDevicesForTesting(std::vector<FoundHidDevice>{});
+  monitor.Deliver({{kRemoved, "/dev/hidraw1", {}}, {kRemoved, "/dev/hidraw3", {}}});
+  EXPECT_EQ(monitor.heard, (std::vector<std::string>{"+HID4", "-HID4"}));
+  SetHidDevicesForTesting(std::nullopt);
+}
+
+TEST(HotplugMonitor, TheUdevSourcesOpenOrSayWhyNot) {
+  for (auto open : {OpenTtyEventSource, OpenHidrawEventSource}) {
+    std::string why;
+    std::unique_ptr<DeviceEventSource> source = open(&why);
+    if (source == nullptr) {
+      EXPECT_FALSE(why.empty());  // containers often have no udev: devices are then not followed
+      continue;
+    }
+    EXPECT_GE(source->Descriptor(), 0);
+    const int64_t start = MonotonicMs();
+    source->TakeEvents();  // nothing waiting: returns at once
+    EXPECT_LT(MonotonicMs() - start, 100);
   }
-  EXPECT_GE(source->Descriptor(), 0);
-  const int64_t start = MonotonicMs();
-  source->TakeEvents();  // nothing waiting: returns at once
-  EXPECT_LT(MonotonicMs() - start, 100);
 }
 
 }  // namespace

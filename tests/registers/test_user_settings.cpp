@@ -1,10 +1,14 @@
-// The per-user settings file: its place, the application's settings, and the serial-port map that the
-// emulator writes and the port list reads.
+// The per-user settings file: its place, the application's settings, and the port maps that the emulator
+// writes and the port lists read.
 
 #include "registers/user_settings.h"
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
+#include "platform/hid_ports.h"
+#include "platform/seqpacket.h"
 #include "platform/serial_registry.h"
 #include "tests/support/temp_dir.h"
 
@@ -50,6 +54,27 @@ TEST(UserSettings, PortMapEntriesReachThePortListAndLeaveOnlyWithTheirDevice) {
 
   platform::SetUserPortMapSource(nullptr);
   platform::SetSysfsRootForTesting("");
+}
+
+TEST(UserSettings, HidPortMapLinesReachTheBridgeList) {
+  TempDir dir;
+  ScopedEnv xdg("XDG_CONFIG_HOME", dir.path());
+  platform::SetHidDevicesForTesting(std::vector<platform::FoundHidDevice>{});  // no real bridges
+  InstallUserPortMap();
+  std::string error;
+  const int listener = platform::ListenSeqpacket(dir.File("bridge.sock"), error);
+
+  ASSERT_TRUE(RegisterUserHidPort("HID2", dir.File("bridge.sock")));
+  const std::optional<platform::HidPortInfo> port = platform::FindHidPort(2);
+  EXPECT_TRUE(port.has_value() && port->emulated && port->device == dir.File("bridge.sock"));
+  EXPECT_FALSE(UnregisterUserHidPort("HID2", dir.File("another.sock")));
+  EXPECT_TRUE(UnregisterUserHidPort("HID2", dir.File("bridge.sock")));
+  EXPECT_TRUE(platform::ListHidPorts().empty());
+
+  close(listener);
+  platform::SetUserPortMapSource(nullptr);
+  platform::SetUserHidPortMapSource(nullptr);
+  platform::SetHidDevicesForTesting(std::nullopt);
 }
 
 }  // namespace
