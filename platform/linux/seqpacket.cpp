@@ -41,8 +41,17 @@ int ListenSeqpacket(const std::string& path, std::string& error) {
     return -1;
   }
   // A socket file outlives the program that made it; one left behind by an emulator that was killed
-  // would make the bind fail for good.
-  RemoveSocketFile(path);
+  // would make the bind fail for good. Only a file that refuses connections is stale: taking over one that
+  // a running program still listens on would cut that program off, and its exit would remove our file.
+  if (IsSocketFile(path)) {
+    const int probe = ConnectSeqpacket(path);
+    if (probe >= 0) {
+      close(probe);
+      error = path + " - a running program listens there";
+      return -1;
+    }
+    if (probe == -ECONNREFUSED) RemoveSocketFile(path);
+  }
   const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     error = "socket - " + GetSystemErrorText(errno);
