@@ -43,17 +43,8 @@ std::string CommandText(uint8_t code) {
   return "command " + std::to_string(code);
 }
 
-const char* StatusText(HidBridge::Status status) {
-  switch (status) {
-    case HidBridge::kDone:
-      return "done";
-    case HidBridge::kUnknownCommand:
-      return "unknown command";
-    case HidBridge::kBadData:
-      return "bad data";
-  }
-  return "?";
-}
+// By status: done, unknown command, bad data.
+constexpr const char* kStatusText[] = {"done", "unknown command", "bad data"};
 
 std::string HexList(const uint8_t* data, size_t size) {
   std::string text;
@@ -65,17 +56,17 @@ std::string HexList(const uint8_t* data, size_t size) {
 
 HidBridge::Output HidBridge::TakeOutputReport(const uint8_t* report, size_t size) {
   Output output;
-  if (size == 0) {
-    output.log = Drop("an empty report");
+  const auto drop = [&](const std::string& why) {
+    ++dropped_;
+    output.log = "bridge dropped " + why;
     return output;
-  }
-  if (size > kHidReportSize) {
-    output.log =
-        Drop("a report of " + std::to_string(size) + " bytes, longer than " + std::to_string(kHidReportSize));
-    return output;
-  }
+  };
+  if (size == 0) return drop("an empty report");
+  if (size > kHidReportSize) return drop("a report of " + std::to_string(size) + " bytes");
   const uint8_t id = report[0];
-  // Where the length byte sits and how much it may say: data [01][n][bytes], request [02][cmd][n][bytes].
+  const std::string name = "report " + HexByte(id);
+  // Where the length byte sits and how much it may announce: data [01][n][bytes], request
+  // [02][cmd][n][bytes].
   size_t length_at = 0;
   size_t limit = 0;
   if (id == kDataReport) {
@@ -85,26 +76,15 @@ HidBridge::Output HidBridge::TakeOutputReport(const uint8_t* report, size_t size
     length_at = 2;
     limit = kMaxRequest;
   } else {
-    output.log = Drop("unknown report ID " + HexByte(id));
-    return output;
+    return drop("unknown " + name);
   }
-  if (size <= length_at) {
-    output.log =
-        Drop("report " + HexByte(id) + " of " + std::to_string(size) + " bytes, too short for its header");
-    return output;
-  }
+  if (size <= length_at)
+    return drop(name + " of " + std::to_string(size) + " bytes, too short for its header");
   const size_t length = report[length_at];
-  if (length > limit) {
-    output.log = Drop("report " + HexByte(id) + " announcing " + std::to_string(length) + " bytes, above " +
-                      std::to_string(limit));
-    return output;
-  }
+  if (length > limit) return drop(name + " announcing " + std::to_string(length) + " bytes");
+  if (size < length_at + 1 + length)
+    return drop(name + " of " + std::to_string(size) + " bytes, too short for its " + std::to_string(length));
   const uint8_t* data = report + length_at + 1;
-  if (size < length_at + 1 + length) {
-    output.log = Drop("report " + HexByte(id) + " of " + std::to_string(size) + " bytes, too short for the " +
-                      std::to_string(length) + " it announces");
-    return output;
-  }
 
   if (id == kDataReport) {
     output.to_reader.assign(data, data + length);
@@ -119,8 +99,8 @@ HidBridge::Output HidBridge::TakeOutputReport(const uint8_t* report, size_t size
   reply[3] = static_cast<uint8_t>(answer.data.size());
   std::copy(answer.data.begin(), answer.data.end(), reply.begin() + 4);
   input_.push_back(reply);
-  output.log = "bridge " + CommandText(command) + HexList(data, length) + " -> " + StatusText(answer.status) +
-               HexList(answer.data.data(), answer.data.size());
+  output.log = "bridge " + CommandText(command) + HexList(data, length) + " -> " +
+               kStatusText[answer.status] + HexList(answer.data.data(), answer.data.size());
   return output;
 }
 
@@ -202,11 +182,6 @@ HidBridge::Answer HidBridge::Execute(uint8_t command, const uint8_t* data, size_
       break;
   }
   return answer;
-}
-
-std::string HidBridge::Drop(const std::string& why) {
-  ++dropped_;
-  return "bridge dropped " + why;
 }
 
 }  // namespace msrsim

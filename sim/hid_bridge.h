@@ -61,7 +61,6 @@ class HidBridge {
     Bytes data;
   };
   Answer Execute(uint8_t command, const uint8_t* data, size_t length);
-  std::string Drop(const std::string& why);
 
   std::deque<HidReport> input_;
   uint32_t rate_ = kStartRate;
