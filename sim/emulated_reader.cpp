@@ -1,6 +1,7 @@
 #include "sim/emulated_reader.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <optional>
@@ -67,6 +68,7 @@ struct EmulatedReader::Worker {
   bool LineUp() const { return line && line->IsOpen(); }
 
   void Run() {
+    line->SetLog([this](const std::string& text) { Log(text); });
     line->Attach([this](const uint8_t* data, size_t size) { Serve(data, size); },
                  [this] {
                    Log("line lost");
@@ -182,9 +184,11 @@ struct EmulatedReader::Worker {
         return;
       }
       if (done.set_line_rate) line->SetReaderRate(*done.set_line_rate);
-      // A device still sends the bytes at the old rate after the write returned.
+      // A device still sends the bytes at the old rate after the write returned; on any other line they
+      // are out, and the reader listens at its new rate from now on.
       const int64_t on_line_us =
           line->SendsAtLineRate() ? static_cast<int64_t>(done.output.bytes.size()) * byte_us : 0;
+      if (done.output.rate_after && !line->SendsAtLineRate()) line->SetReaderRate(*done.output.rate_after);
       if (done.output.close_after) {
         Pending step;
         step.close_line = true;
@@ -235,9 +239,18 @@ bool EmulatedReader::Start(std::string* error) {
   // The line is opened here, before the thread exists, so that Path() and any error are known when Start
   // returns; the worker's loop is not yet running on another thread.
   auto worker = std::make_unique<Worker>(*this);
-  worker->line = config_.device.empty()
-                     ? OpenPtyLine(worker->loop, message)
-                     : OpenDeviceLine(config_.device, config_.line_rate, worker->loop, message);
+  if (config_.hid) {
+    // Readers of this process that were given no socket path number theirs in the order they start.
+    static std::atomic<int> unnamed_bridges{0};
+    const std::string socket =
+        config_.hid_socket.empty() ? DefaultHidSocketPath(++unnamed_bridges) : config_.hid_socket;
+    worker->line = OpenHidBridgeLine(socket, worker->loop, message);
+    if (worker->line) worker->line->SetReaderRate(config_.line_rate);
+  } else if (config_.device.empty()) {
+    worker->line = OpenPtyLine(worker->loop, message);
+  } else {
+    worker->line = OpenDeviceLine(config_.device, config_.line_rate, worker->loop, message);
+  }
   if (!worker->line) {
     if (error) *error = message;
     return false;

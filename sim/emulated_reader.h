@@ -1,7 +1,8 @@
 #pragma once
-// One emulated reader on a line of its own: a new pseudo-terminal (or a given serial device), served by
-// a worker thread with its own event loop. Every public member is thread-safe, so a test can start a
-// reader, point the program under test at Path() and look at what the reader saw.
+// One emulated reader on a line of its own: a new pseudo-terminal, a given serial device, or the socket of
+// an emulated USB HID bridge in front of it (config.hid), served by a worker thread with its own event loop.
+// Every public member is thread-safe, so a test can start a reader, point the program under test at Path()
+// and look at what the reader saw.
 //
 //   msrsim::ReaderConfig config;
 //   config.identification = "KRD36AR,3TRACK,UART";
@@ -41,7 +42,7 @@ class EmulatedReader {
   // Closes the line (a host sees a hang-up) and ends the worker thread. Safe to call twice.
   void Stop();
 
-  // What a host opens: "/dev/pts/N", or the device path. Empty before Start.
+  // What a host opens: "/dev/pts/N", the device path, or the bridge's socket. Empty before Start.
   std::string Path() const;
   const ReaderConfig& Config() const { return config_; }
 

@@ -1,5 +1,5 @@
-// msrsim: emulated card readers on pseudo-terminals, for demos, training and tests of the configuration
-// utility. See docs/msrsim.md.
+// msrsim: emulated card readers on pseudo-terminals or behind emulated HID bridges, for demos, training and
+// tests of the configuration utility. See docs/msrsim.md.
 
 #include <iostream>
 #include <memory>
@@ -15,6 +15,7 @@
 #include "registers/user_settings.h"
 #include "sim/emulated_reader.h"
 #include "sim/options.h"
+#include "sim/reader_line.h"
 #include "sim/register_file.h"
 
 namespace {
@@ -32,8 +33,20 @@ void PrintError(const std::string& message) {
 
 struct RunningReader {
   std::unique_ptr<msrsim::EmulatedReader> reader;
-  std::string com_name;
+  std::string port_name;  // "COMn" or "HIDn" from --register; empty: not registered
+  bool hid = false;
   bool registered = false;
+
+  bool Register() const {
+    return hid ? RegisterUserHidPort(port_name, reader->Path()) : RegisterUserPort(port_name, reader->Path());
+  }
+  void Unregister() const {
+    if (hid) {
+      UnregisterUserHidPort(port_name, reader->Path());
+    } else {
+      UnregisterUserPort(port_name, reader->Path());
+    }
+  }
 };
 
 // Lines typed on standard input swipe cards: an empty line on every reader, "n" on reader n, any other
@@ -89,7 +102,7 @@ class KeyboardSwipes {
 void StopAll(std::vector<RunningReader>& readers) {
   for (RunningReader& r : readers) {
     r.reader->Stop();
-    if (r.registered) UnregisterUserPort(r.com_name, r.reader->Path());
+    if (r.registered) r.Unregister();
   }
 }
 
@@ -156,9 +169,12 @@ int main(int argc, char** argv) {
       return kExitUsage;
     }
     config.seed = seed + i;
+    if (config.hid && config.hid_socket.empty())
+      config.hid_socket = msrsim::DefaultHidSocketPath(static_cast<int>(i + 1));
     RunningReader running;
     running.reader = std::make_unique<msrsim::EmulatedReader>(config);
-    running.com_name = options.readers[i].com_name;
+    running.hid = config.hid;
+    running.port_name = config.hid ? options.readers[i].hid_name : options.readers[i].com_name;
     if (log != nullptr) {
       const std::string prefix = "[" + std::to_string(i + 1) + "] ";
       running.reader->on_log = [log, prefix](const std::string& line) {
@@ -183,9 +199,9 @@ int main(int argc, char** argv) {
       StopAll(readers);
       return kExitFailure;
     }
-    if (!r.com_name.empty()) {
-      if (!RegisterUserPort(r.com_name, r.reader->Path())) {
-        PrintError("cannot write " + r.com_name + " to " + UserSettingsPath());
+    if (!r.port_name.empty()) {
+      if (!r.Register()) {
+        PrintError("cannot write " + r.port_name + " to " + UserSettingsPath());
         StopAll(readers);
         return kExitFailure;
       }
@@ -195,7 +211,7 @@ int main(int argc, char** argv) {
   {
     std::lock_guard lock(g_output_mutex);
     for (const RunningReader& r : readers) {
-      std::cout << r.reader->Path() << (r.com_name.empty() ? "" : " " + r.com_name) << '\n';
+      std::cout << r.reader->Path() << (r.port_name.empty() ? "" : " " + r.port_name) << '\n';
     }
     std::cout << std::flush;
   }

@@ -127,15 +127,41 @@ bool ReadSeconds(const std::string& text, int& ms) {
   return true;
 }
 
-// "COM" and a number from 1 to 255, in any letter case; written back upper-case.
-bool ReadComName(const std::string& text, std::string& name) {
-  if (text.size() < 4) return false;
-  std::string prefix = text.substr(0, 3);
+// `kind` ("COM", "HID") and a number from 1 to `highest`, in any letter case; written back upper-case.
+bool ReadPortName(const std::string& text, const std::string& kind, int highest, std::string& name) {
+  if (text.size() <= kind.size()) return false;
+  std::string prefix = text.substr(0, kind.size());
   for (char& c : prefix) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   long long number = 0;
-  if (prefix != "COM" || !ReadInt(text.substr(3), 1, 255, number) || text[3] == '0') return false;
-  name = "COM" + std::to_string(number);
+  const std::string digits = text.substr(kind.size());
+  if (prefix != kind || !ReadInt(digits, 1, highest, number) || digits[0] == '0') return false;
+  name = kind + std::to_string(number);
   return true;
+}
+
+// A serial reader answers to a COM name, a reader behind a bridge to a HID name; the later --register wins.
+bool ReadRegisterName(const std::string& text, ReaderArgs& reader) {
+  std::string name;
+  if (ReadPortName(text, "COM", 255, name)) {
+    reader.com_name = name;
+    reader.hid_name.clear();
+  } else if (ReadPortName(text, "HID", 256, name)) {
+    reader.hid_name = name;
+    reader.com_name.clear();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// What one reader's options cannot mean together; empty when they fit.
+std::string Conflict(const ReaderArgs& reader) {
+  if (reader.config.hid && !reader.config.device.empty()) return "--hid and --device exclude each other";
+  if (reader.config.hid && !reader.com_name.empty())
+    return "--register " + reader.com_name + " names a serial port; a --hid reader registers as HIDn";
+  if (!reader.config.hid && !reader.hid_name.empty())
+    return "--register " + reader.hid_name + " needs --hid (a reader behind a USB HID bridge)";
+  return {};
 }
 
 // ---- the table of reader options ----
@@ -174,7 +200,12 @@ const std::vector<ReaderOption>& ReaderOptions() {
        [](ReaderArgs& r, const std::string& v) { return ReadRateList(v, r.config.serial_map.baud_codes); }},
       {"--device", "PATH",
        [](ReaderArgs& r, const std::string& v) { return r.config.device = v, !v.empty(); }},
-      {"--register", "COMn", [](ReaderArgs& r, const std::string& v) { return ReadComName(v, r.com_name); }},
+      {"--hid", nullptr, [](ReaderArgs& r, const std::string&) { return r.config.hid = true, true; }},
+      {"--hid-socket", "PATH",
+       [](ReaderArgs& r, const std::string& v) {
+         return r.config.hid = true, r.config.hid_socket = v, !v.empty();
+       }},
+      {"--register", "COMn|HIDn", [](ReaderArgs& r, const std::string& v) { return ReadRegisterName(v, r); }},
       {"--save-cfg", "FILE", [](ReaderArgs& r, const std::string& v) { return r.save_cfg = v, !v.empty(); }},
       {"--pace", nullptr, [](ReaderArgs& r, const std::string&) { return r.config.pacing = true, true; }},
       {"--latency", "MS",
@@ -303,17 +334,23 @@ bool ParseCommandLine(const std::vector<std::string>& args, ProgramOptions& opti
   if (!grouped) readers.push_back(defaults);
   options.readers = std::move(readers);
 
-  // Two readers cannot answer to one port name, nor save their images into one file.
+  for (const ReaderArgs& reader : options.readers) {
+    error = Conflict(reader);
+    if (!error.empty()) return false;
+  }
+  // Two readers cannot answer to one port name, listen on one socket, nor save their images into one file.
   for (size_t a = 0; a < options.readers.size(); ++a) {
     for (size_t b = a + 1; b < options.readers.size(); ++b) {
-      if (!options.readers[a].com_name.empty() &&
-          options.readers[a].com_name == options.readers[b].com_name) {
-        error = "two readers cannot both be " + options.readers[a].com_name;
-        return false;
-      }
-      if (!options.readers[a].save_cfg.empty() &&
-          options.readers[a].save_cfg == options.readers[b].save_cfg) {
-        error = "two readers cannot both save to " + options.readers[a].save_cfg;
+      const ReaderArgs& first = options.readers[a];
+      const ReaderArgs& second = options.readers[b];
+      const auto clash = [&](const std::string& mine, const std::string& theirs, const char* what) {
+        if (mine.empty() || mine != theirs) return false;
+        error = "two readers cannot both " + std::string(what) + mine;
+        return true;
+      };
+      if (clash(first.com_name, second.com_name, "be ") || clash(first.hid_name, second.hid_name, "be ") ||
+          clash(first.config.hid_socket, second.config.hid_socket, "listen on ") ||
+          clash(first.save_cfg, second.save_cfg, "save to ")) {
         return false;
       }
     }
@@ -351,9 +388,10 @@ bool BuildReaderConfig(const ReaderArgs& reader, ReaderConfig& config, std::stri
 std::string HelpText() {
   return R"(Usage: msrsim [OPTION]... [--reader [OPTION]...]...
 
-Emulates magnetic-stripe card readers on pseudo-terminals (or serial devices), so the configuration
-utility can be shown, taught and tested without hardware. For each reader it prints one line on standard
-output: the port path, and the COM name when --register is given. It runs until interrupted (Ctrl-C,
+Emulates magnetic-stripe card readers on pseudo-terminals (or serial devices, or behind emulated USB HID
+bridges), so the configuration utility can be shown, taught and tested without hardware. For each reader
+it prints one line on standard output: the port path (a bridge's socket), and the COM or HID name when
+--register is given. It runs until interrupted (Ctrl-C,
 SIGTERM) or until every reader's line has closed.
 
 Readers
@@ -377,7 +415,12 @@ Identity and registers
 
 Line
   --device PATH         play the reader on an existing serial device instead of a new pseudo-terminal
+  --hid                 put the reader behind an emulated USB HID bridge (docs/hid-bridge.md) that
+                        listens on a Unix seqpacket socket, one report per packet, one host at a time
+  --hid-socket PATH     the bridge's socket (implies --hid; default
+                        $XDG_RUNTIME_DIR/msrsim-<pid>-<n>.hid, or /tmp/..., n = reader number from 1)
   --register COMn       add "COMn = <path>" to [SerialPorts] of the user's settings.ini while running
+  --register HIDn       for a --hid reader: add "HIDn = <socket>" to [HIDPorts] instead
   --save-cfg FILE       when msrsim ends, save the reader's register image in FILE (a .cfg file that
                         --cfg loads)
   --pace                send replies at the line's byte time (10 bits per byte)
@@ -422,6 +465,7 @@ Every option also takes its value as --option=value.
 
 Examples
   msrsim --register COM5 --log
+  msrsim --hid --register HID1 --id "KRD36AR,3TRACK,UART" --pace
   msrsim --cfg reader.cfg --alias "SHOP-1" --rate 9600
   msrsim --reader --id "KRD36AR,3TRACK,UART" --reader --id "KRD12,2TRACK,UART" --not-ready 1
 )";

@@ -19,7 +19,8 @@ struct ReaderArgs {
   std::optional<uint8_t> fill;
   std::optional<uint32_t> rate;
   std::optional<std::string> alias;
-  std::string com_name;  // --register COMn
+  std::string com_name;  // --register COMn (a serial reader)
+  std::string hid_name;  // --register HIDn (a reader behind a bridge)
   std::string save_cfg;  // --save-cfg FILE: the image is written there when msrsim ends
   // Folder of factory images: without --cfg and --fill the reader starts from the image there whose
   // Module is its model, as a reader fresh from the factory would. Empty: not looked for.

@@ -68,6 +68,10 @@ struct ReaderConfig {
 
   // Line: a serial device to play the reader on instead of a new pseudo-terminal.
   std::string device;
+  // Or an emulated USB HID bridge in front of the reader, listening on the seqpacket socket `hid_socket`
+  // (empty: DefaultHidSocketPath).
+  bool hid = false;
+  std::string hid_socket;
   // Send replies at the line's byte time (10 bits per byte) instead of all at once.
   bool pacing = false;
   // Pause between a request and the start of its reply. With latency_max_ms above latency_ms each reply

@@ -34,6 +34,9 @@ class ReaderLine {
   virtual bool SendsAtLineRate() const = 0;
   // The host sees a hang-up (pseudo-terminal), or the device is released.
   virtual void Close() = 0;
+  // Where a line with something to report about itself (a bridge and its host) writes one line of text,
+  // on the loop's thread. Lines with nothing to say ignore it.
+  virtual void SetLog(std::function<void(const std::string&)>) {}
 };
 
 // A new pseudo-terminal pair, watched by `loop`. The emulator keeps the host's end open too, so the line
@@ -43,5 +46,14 @@ std::unique_ptr<ReaderLine> OpenPtyLine(platform::EventLoop& loop, std::string& 
 // must be one that the machine's serial port list knows (sysfs, or the SerialPorts map of the settings).
 std::unique_ptr<ReaderLine> OpenDeviceLine(const std::string& path, uint32_t rate, platform::EventLoop& loop,
                                            std::string& error);
+// A reader behind an emulated USB HID bridge: a seqpacket socket listening at `path`, one packet per report,
+// watched by `loop`. One host is served at a time; the bridge keeps its state between hosts. The socket
+// file is removed on Close. HostRate() is the bridge's rate; SetReaderRate tells it the reader's, and
+// while the two differ each side hears noise from the other.
+std::unique_ptr<ReaderLine> OpenHidBridgeLine(const std::string& path, platform::EventLoop& loop,
+                                              std::string& error);
+// Where reader `number` (from 1) of this process listens when no path is given:
+// "$XDG_RUNTIME_DIR/msrsim-<pid>-<number>.hid", in /tmp when that variable names no writable folder.
+std::string DefaultHidSocketPath(int number);
 
 }  // namespace msrsim

@@ -49,7 +49,7 @@ int ListenSeqpacket(const std::string& path, std::string& error) {
   const int probe = ConnectSeqpacket(path);
   if (probe >= 0) {
     close(probe);
-    error = path + " - " + GetSystemErrorText(EADDRINUSE);
+    error = path + " - a running program listens there";
     return -1;
   }
   if (probe == -ECONNREFUSED) RemoveSocketFile(path);

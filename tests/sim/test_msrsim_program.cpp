@@ -45,7 +45,8 @@ TEST_F(MsrsimProgram, HelpListsEveryOptionAndExitsZero) {
   ASSERT_EQ(RunScript(dir_, "\"$MSRSIM\" --help > out; echo $? > rc"), 0);
   const std::string help = dir_.ReadFile("out");
   std::istringstream options(
-      "--reader --cfg --fill --alias --id --version-text --rate --baud-register --baud-codes --device "
+      "--reader --cfg --fill --alias --id --version-text --rate --baud-register --baud-codes --device --hid "
+      "--hid-socket "
       "--register --pace --latency --drop-every --bad-checksum-every --not-ready --refuse-writes "
       "--refuse-reads --ignore-writes --dump-bytes --silent --close-after --drop-percent "
       "--bad-checksum-percent "
@@ -106,6 +107,30 @@ TEST_F(MsrsimProgram, RegistersItsPortWhileRunningAndSavesTheFinalImageWhenStopp
   msrsim::RegisterImage expected = start;
   expected[0x10] = 0x5A;
   EXPECT_EQ(saved, expected);
+}
+
+// A reader behind a bridge registered as HID1: its socket in XDG_RUNTIME_DIR is announced with the name,
+// the HIDPorts line exists while msrsim runs, and line and socket are gone after SIGTERM.
+TEST_F(MsrsimProgram, RegistersItsBridgeSocketAsAHidPortWhileRunning) {
+  const std::string script =
+      "export XDG_CONFIG_HOME=\"$PWD/config\" XDG_RUNTIME_DIR=\"$PWD\"; : > out; "
+      "\"$MSRSIM\" --hid --register HID1 > out & pid=$!; "
+      "i=0; while [ $(wc -l < out) -lt 1 ] && [ $i -lt 200 ]; do sleep 0.02; i=$((i+1)); done; "
+      "cp config/zk4100_MSR/settings.ini during.ini; path=$(cut -d\" \" -f1 out); "
+      "[ -S \"$path\" ] && echo socket > during; "
+      "kill -TERM $pid; wait $pid; echo $? > rc; [ -e \"$path\" ] || echo gone > after";
+  ASSERT_EQ(RunScript(dir_, script), 0);
+
+  const std::string out = dir_.ReadFile("out");
+  const std::string path = out.substr(0, out.find(' '));
+  EXPECT_EQ(out, path + " HID1\n");
+  EXPECT_EQ(path.rfind(dir_.path() + "/msrsim-", 0), 0u) << path;
+  EXPECT_THAT(path, ::testing::EndsWith("-1.hid"));
+  EXPECT_EQ(dir_.ReadFile("during"), "socket\n");
+  EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("[HIDPorts]"));
+  EXPECT_THAT(dir_.ReadFile("during.ini"), HasSubstr("HID1 = " + path));
+  EXPECT_THAT(dir_.ReadFile("config/zk4100_MSR/settings.ini"), Not(HasSubstr("HID1")));
+  EXPECT_EQ(dir_.ReadFile("after"), "gone\n");
 }
 
 }  // namespace

@@ -114,6 +114,18 @@ TEST(CommandLine, OptionsBeforeTheFirstReaderApplyToAllAndAfterItToOne) {
   EXPECT_EQ(options.readers[0].config.swipes_at_start, (std::vector<std::string>{"a", "b"}));
   EXPECT_TRUE(options.readers[0].config.pacing);
   EXPECT_TRUE(options.readers[0].config.silent);
+
+  // A reader behind a bridge registers as HIDn; a socket path alone puts it behind one.
+  ASSERT_TRUE(ParseCommandLine(
+      {"--reader", "--register", "COM3", "--hid", "--register", "hid4", "--reader", "--hid-socket", "b.hid"},
+      options, error))
+      << error;
+  ASSERT_EQ(options.readers.size(), 2u);
+  EXPECT_TRUE(options.readers[0].config.hid);
+  EXPECT_EQ(options.readers[0].hid_name, "HID4");
+  EXPECT_EQ(options.readers[0].com_name, "") << "the later --register wins";
+  EXPECT_TRUE(options.readers[1].config.hid);
+  EXPECT_EQ(options.readers[1].config.hid_socket, "b.hid");
 }
 
 TEST(CommandLine, RandomFaultsTakePercentFractionsAndTheSeedIsGlobal) {
@@ -152,6 +164,14 @@ TEST(CommandLine, BadOptionsAreNamedInTheError) {
       {{"--save-cfg", "x.cfg", "--reader", "--reader"}, "cannot both save to x.cfg"},
       {{"--seed"}, "--seed needs a value"},
       {{"--seed", "-3"}, "bad value \"-3\" for --seed"},
+      {{"--hid", "--register", "COM5"},
+       "--register COM5 names a serial port; a --hid reader registers as HIDn"},
+      {{"--register", "hid1"}, "--register HID1 needs --hid"},
+      {{"--hid", "--register", "HID257"}, "bad value \"HID257\" for --register"},
+      {{"--hid", "--device", "/dev/ttyS0"}, "--hid and --device exclude each other"},
+      {{"--hid-socket", "a.hid", "--reader", "--reader"}, "two readers cannot both listen on a.hid"},
+      {{"--hid", "--reader", "--register", "HID2", "--reader", "--register", "hid2"},
+       "two readers cannot both be HID2"},
   };
   // A percentage above 100, below 0, with a sign after it, empty, not a number.
   for (const std::string bad : {"100.5", "-1", "5%", "", "nan"})
