@@ -32,9 +32,10 @@ struct IdentityColumn {
   int width;
 };
 constexpr IdentityColumn kProductColumn = {"lblProductCaption", "Product", kMargin, 230};
-constexpr IdentityColumn kSerialColumn = {"lblROMSNCaption", "Serial number", 246, 150};
-constexpr IdentityColumn kVersionColumn = {"lblROMVersionCaption", "Firmware", 404, 120};
-constexpr IdentityColumn kPortColumn = {"lblPortCaption", "Port", 532, 90};
+// The port column is the widest after the product's: a bridge's port shows its product name too.
+constexpr IdentityColumn kSerialColumn = {"lblROMSNCaption", "Serial number", 246, 130};
+constexpr IdentityColumn kVersionColumn = {"lblROMVersionCaption", "Firmware", 384, 90};
+constexpr IdentityColumn kPortColumn = {"lblPortCaption", "Port", 482, 140};
 constexpr IdentityColumn kAliasColumn = {"lblAliasCaption", "Alias name", 630, 170};
 
 }  // namespace

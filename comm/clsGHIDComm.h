@@ -95,7 +95,7 @@ class clsGHIDComm : public clsMSComm {
   // One control command: true with the reply's data when the bridge did it (status 0). No reply within
   // kControlTimeoutMs, or a refusal, is reported through the owner with the command's name.
   bool ControlCommand(uint8_t command, const hid_reports::Bytes& data, hid_reports::Bytes* reply = nullptr);
-  // The open bridge's product name ("emulated bridge" for msrsim's), or the chosen port's when closed.
+  // The open bridge's product name ("msrsim bridge" for the emulator), or the chosen port's when closed.
   std::string DeviceName() const;
   // Every port this object serves is a bridge of ours (the list checks vendor and product), and a reader
   // behind it is reached through its UART, also while the port is closed for a moment.

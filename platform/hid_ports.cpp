@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view kHidPrefix = "HID";
 constexpr std::string_view kNodePrefix = "hidraw";
-constexpr const char* kEmulatedProduct = "emulated bridge";
+constexpr const char* kEmulatedProduct = "msrsim bridge";
 
 // A run of at most four digits, as a whole number.
 std::optional<int> SmallNumber(std::string_view digits) {

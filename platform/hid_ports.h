@@ -25,7 +25,7 @@ struct HidPortInfo {
   int number = 0;       // the n of "HID"n, 1 to 256
   std::string name;     // "HID1"
   std::string device;   // "/dev/hidraw2", or the path of an emulated bridge's socket
-  std::string product;  // the device's product name ("... HID Bridge"); "emulated bridge" for a socket
+  std::string product;  // the device's product name ("... HID Bridge"); "msrsim bridge" for an emulated one
   std::string serial;   // the USB serial number where the device has one
   bool from_user_map = false;
   bool emulated = false;  // a seqpacket socket rather than a hidraw node

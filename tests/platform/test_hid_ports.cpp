@@ -46,11 +46,11 @@ TEST(HidPorts, TheMapWinsThenEachNodeKeepsItsOwnNumberThenTheLowestFree) {
       {"the map takes number and node; the displaced node takes the lowest free",
        {raw0, raw3},
        {{" hid1 ", socket}, {"Hid2", "/dev/hidraw3"}},
-       "HID1=bridge.sock map emulated 'emulated bridge';HID2=hidraw3 map 'B';HID3=hidraw0 'A' #S0;"},
+       "HID1=bridge.sock map emulated 'msrsim bridge';HID2=hidraw3 map 'B';HID3=hidraw0 'A' #S0;"},
       {"displaced nodes in node order, whatever udev's order",
        {raw3, raw0},
        {{"HID1", socket}, {"HID4", plain}},
-       "HID1=bridge.sock map emulated 'emulated bridge';HID2=hidraw0 'A' #S0;HID3=hidraw3 'B';"
+       "HID1=bridge.sock map emulated 'msrsim bridge';HID2=hidraw0 'A' #S0;HID3=hidraw3 'B';"
        "HID4=hidraw9 map;"},
       {"bad, repeated and dangling lines count for nothing",
        {raw0},
