@@ -1,5 +1,6 @@
 #include "app/console_batch.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "app/alias_names.h"
@@ -10,6 +11,7 @@
 #include "app/frmMain.h"
 #include "comm/comm_settings.h"
 #include "gnet/like_pattern.h"
+#include "gnet/scan_lists.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/paths.h"
@@ -32,6 +34,10 @@ constexpr const char* kSupportedPatterns[] = {"KRD##*[AKPR]*", "QV-R###*-*"};
 // Extensions of the files in the Default folder, in the order they are looked for.
 const std::vector<std::string> kDefaultFileExtensions = {"ini", "inf", "cfg"};
 constexpr int kRegisterCount = 256;
+// The line settings of the models above, where every shipped definition has them: Parity, DataBits,
+// StopBits, Baudrate. The reader switches its line once it has answered such a write, so they go last,
+// the rate at the very end, as the window writes them.
+constexpr int kLineSettingRegisters[] = {0x02, 0x03, 0x04, 0x01};
 
 // A port closed a moment ago needs time before it opens again; a reader just opened needs a moment
 // before it answers a poll.
@@ -69,6 +75,23 @@ std::vector<uint8_t> DeviceImageOf(const std::string& dump) {
     return {};
   }
   return bytes;
+}
+
+// The registers in which `file` differs from `device`, in the order they are written: rising, the line
+// settings last.
+std::vector<int> WriteOrder(const std::vector<uint8_t>& file, const std::vector<uint8_t>& device) {
+  const auto line_setting = [](int index) {
+    return std::find(std::begin(kLineSettingRegisters), std::end(kLineSettingRegisters), index) !=
+           std::end(kLineSettingRegisters);
+  };
+  std::vector<int> order;
+  for (int i = 0; i < static_cast<int>(file.size()); ++i) {
+    if (file[i] != device[i] && !line_setting(i)) order.push_back(i);
+  }
+  for (const int index : kLineSettingRegisters) {
+    if (file[index] != device[index]) order.push_back(index);
+  }
+  return order;
 }
 
 void PutFileAlias(std::vector<uint8_t>& image, const std::string& alias) {
@@ -212,13 +235,10 @@ class ConsoleRun {
     return device;
   }
 
-  // Writes the registers in which `file` differs from `device`, in rising order, stopping at the first
-  // that fails. Returns how many differed.
+  // Writes the registers in which `file` differs from `device` (WriteOrder), stopping at the first that
+  // fails. Returns how many differed.
   int WriteDifferences(const std::vector<uint8_t>& file, const std::vector<uint8_t>& device, bool dry_run) {
-    std::vector<int> differing;
-    for (size_t i = 0; i < file.size(); ++i) {
-      if (file[i] != device[i]) differing.push_back(static_cast<int>(i));
-    }
+    const std::vector<int> differing = WriteOrder(file, device);
     if (differing.empty()) return 0;
     if (dry_run) {
       out_.Line("Registers that would be written (dry run, nothing is written):");
@@ -253,7 +273,10 @@ class ConsoleRun {
     out_.Line("Check registers...");
     out_.Progress("Checking registers...");
     std::string wanted = register_files::BytesToHex(file);
-    std::string found = engine_.RegistersDumpEx(engine_.GNetTimeout()).substr(0, wanted.size());
+    std::string found = engine_.RegistersDumpEx(engine_.GNetTimeout());
+    // Silence after a write that moved the reader's line: the check goes on where it answers now.
+    if (found.empty() && FindReaderAgain()) found = engine_.RegistersDumpEx(engine_.GNetTimeout());
+    found = found.substr(0, wanted.size());
     if (!file_has_alias) {
       wanted = BlankAliasDigits(wanted);
       found = BlankAliasDigits(found);
@@ -265,6 +288,36 @@ class ConsoleRun {
       result = kCheckFailed;
       out_.Line("Check registers fail");
     }
+  }
+
+  // Polls the reader on its port at the rates a scan tries and leaves the line at the first where it
+  // answers. The window follows by the settings its pages show; the console has none, and only an answer
+  // proves where the reader went. False when it answers nowhere.
+  bool FindReaderAgain() {
+    const std::string was = std::to_string(gnet::RateOfEntry(engine_.Settings()));
+    std::vector<std::string> rates =
+        gnet::ScanRateList(app_settings::ReadScanSettings(false).baud_rates, gnet::RateOfEntry(was));
+    // The list starts with the current rate, where the reader has just been silent: it is tried last, in
+    // case it was only busy.
+    std::rotate(rates.begin(), rates.begin() + 1, rates.end());
+    const int32_t timeout = engine_.GNetTimeout();
+    // Each wrong rate costs a poll's whole wait: the scan's short one.
+    engine_.SetGNetTimeout(ucGNet::kScanTimeoutMs);
+    std::string found;
+    for (const std::string& rate : rates) {
+      // The list's empty entry keeps the line as it is.
+      if (rate.empty() || !engine_.PortOpen()) continue;
+      engine_.SetSettings(rate);
+      WaitMs(kSettleDelayMs);
+      if (StripAcknowledge(engine_.Polling(0)) == identification_) {
+        found = platform::text::Trim(rate);
+        break;
+      }
+    }
+    engine_.SetGNetTimeout(timeout);
+    if (found.empty()) return false;
+    if (found != was) out_.Note(engine_.CommPort() + " answers at " + found + " now");
+    return true;
   }
 
   void Write(const ConsoleJob& job) {

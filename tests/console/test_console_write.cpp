@@ -121,6 +121,34 @@ TEST(ConsoleWrite, AutoScansEveryPortWhileWithoutPortTheRememberedOneIsOpened) {
               ElementsAre("Auto scan ports...", "Can't found device", "Write file to device fail"));
 }
 
+// The reader takes a new rate after its reply to the write of its baud-rate register; the console must
+// write that register last and check at the rate the reader went to.
+TEST(ConsoleWrite, FollowsTheReaderToTheRateTheFileGivesIt) {
+  ConsoleBench bench;
+  msrsim::ReaderConfig config = Reader(FactoryImage());
+  config.line_rate = 9600;
+  msrsim::EmulatedReader* reader = bench.AddReader("COM6", config);
+  ASSERT_NE(reader, nullptr);
+
+  // The default file says 19200.
+  RunResult run = bench.Run({"/WriteDefault", "/Port:COM6,9600"});
+  EXPECT_EQ(run.exit_code, 0) << run.errors;
+  EXPECT_EQ(HexOf(reader->Registers()), HexOf(FactoryImage()));
+  EXPECT_THAT(run.errors, HasSubstr("msrcfg: COM6 answers at 19200 now\n"));
+
+  // Back to 9600 (code 3), with a register above the rate's changed too.
+  msrsim::RegisterImage image = FactoryImage();
+  image[0x01] = 3;
+  image = Changed(image, {0x10});
+  run = bench.Run({"/WriteFile:" + bench.WriteCfg("job.cfg", HexOf(image)), "/Port:COM6"});
+  EXPECT_EQ(run.exit_code, 0) << run.errors;
+  EXPECT_THAT(run.lines,
+              ElementsAre("Read registers from the device...", "Read registers OK", "Begin write registers",
+                          "Write 0x10 registers OK", "Write 0x01 registers OK", "Check registers...",
+                          "Check registers OK", "Write file to device OK"));
+  EXPECT_EQ(HexOf(reader->Registers()), HexOf(image));
+}
+
 TEST(ConsoleWrite, DryRunTellsWhatWouldBeWrittenAndWritesNothing) {
   ConsoleBench bench;
   msrsim::RegisterImage image = FactoryImage();
