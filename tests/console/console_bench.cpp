@@ -32,6 +32,10 @@ ConsoleBench::ConsoleBench() {
 }
 
 msrsim::EmulatedReader* ConsoleBench::AddReader(const std::string& com_name, msrsim::ReaderConfig config) {
+  if (com_name.rfind("HID", 0) == 0) {
+    config.hid = true;
+    config.hid_socket = work_.File(com_name + "-" + std::to_string(readers_.size()) + ".hid");
+  }
   auto reader = std::make_unique<msrsim::EmulatedReader>(std::move(config));
   std::string error;
   if (!reader->Start(&error)) {
@@ -51,11 +55,12 @@ void ConsoleBench::SetRememberedPort(const std::string& port) {
 }
 
 void ConsoleBench::WriteSettings() {
-  std::string ports;
-  for (const auto& [name, device] : ports_) ports += name + " = " + device + "\r\n";
+  std::string serial;
+  std::string hid;
+  for (const auto& [name, device] : ports_) (name.rfind("HID", 0) == 0 ? hid : serial) += name + " = " + device + "\r\n";
   fs::create_directories(config_.File("zk4100_MSR"));
-  config_.WriteFile("zk4100_MSR/settings.ini",
-                    "[SerialPorts]\r\n" + ports + "[COMM]\r\nPort = " + remembered_port_ + "\r\n");
+  config_.WriteFile("zk4100_MSR/settings.ini", "[SerialPorts]\r\n" + serial + "[HIDPorts]\r\n" + hid +
+                                                   "[COMM]\r\nPort = " + remembered_port_ + "\r\n");
 }
 
 std::string ConsoleBench::WriteCfg(const std::string& name, const std::string& registers,
