@@ -1,6 +1,7 @@
 // A HID bridge over a hidraw node or an emulated bridge's seqpacket socket. Both keep report bounds: one
 // read gives one input report, one write sends one output report, so the two differ only in how they open.
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -77,6 +78,13 @@ PortResult LinuxHidDevice::Open(const std::string& path) {
   } else {
     fd = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) error = errno;
+    // hidraw lets any number of programs open a node, and each would take the other's replies; as with a
+    // serial port, the first program holds the bridge until it closes it.
+    if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0) {
+      error = errno == EWOULDBLOCK ? EBUSY : errno;
+      close(fd);
+      fd = -1;
+    }
   }
   if (fd < 0) return PortResult{false, PortFailureOf(error), OpenFailureMessage(path, socket_, error)};
   fd_ = fd;

@@ -76,6 +76,10 @@ TEST(HidDevice, FailedOpensSayWhy) {
   const int listener = ListenSeqpacket(dir.File("bridge.sock"), error);
   close(ListenSeqpacket(dir.File("ended.sock"), error));  // the socket file outlives its emulator
   const std::string node = dir.WriteFile("hidraw7", "");
+  // A bridge another program holds: a second open must not share its replies.
+  const std::unique_ptr<HidDevice> holder = CreateHidDevice();
+  const std::string held = dir.WriteFile("hidraw8", "");
+  ASSERT_TRUE(holder->Open(held).ok);
   ASSERT_EQ(chmod(dir.path().c_str(), 0755) | chmod(dir.File("bridge.sock").c_str(), root ? 0700 : 0) |
                 chmod(node.c_str(), 0),
             0);
@@ -91,6 +95,7 @@ TEST(HidDevice, FailedOpensSayWhy) {
       {node, root, PortFailure::kNoPermission, std::string(kHidUdevRuleFile) + " to /etc/udev/rules.d"},
       {dir.File("gone"), false, PortFailure::kNotPresent, "No such file or directory(0x2)"},
       {dir.File("ended.sock"), false, PortFailure::kNotPresent, dir.File("ended.sock") + " is not running"},
+      {held, false, PortFailure::kInUse, held + " is in use by another program"},
       {dir.path(), false, PortFailure::kOther, "Cannot open " + dir.path() + ": Is a directory(0x15)"},
   };
   for (const Case& c : cases) {
