@@ -50,4 +50,26 @@ TEST_F(HidBridge, AReaderBehindABridgeIsFoundKeepsItsInterfaceAndIsFoundAgainAft
   EXPECT_TRUE(w.cmdWrite.Enabled());
 }
 
+TEST_F(HidBridge, BridgesPluggedInAndPulledOutAreShownAndTheOneInUseIsLeft) {
+  msrsim::EmulatedReader* reader = readers.Add("HID1", app_test::FactoryReader(kIdentification, "KRD36AR"));
+  ASSERT_NE(reader, nullptr);
+  frmMain& w = Open();
+  w.cmdAutoScan.UserClick();
+  ASSERT_TRUE(w.ucGNet.PortOpen());
+
+  w.OnHidDeviceArrival("HID2");
+  w.OnHidDeviceRemoval("HID2");  // not in use
+  w.GHIDIO1_OnDeviceEvent(7, "HID2");  // a code the bridges do not send
+  EXPECT_EQ(ColourOf("HID2 is plus-in!"), kBlue);
+  EXPECT_EQ(ColourOf("HID2 is removed!"), kRed);
+  EXPECT_EQ(CountOf("HID2"), 2);
+  EXPECT_TRUE(w.ucGNet.PortOpen());
+
+  // The device manager tells of the bridge in use before its descriptor does.
+  w.OnHidDeviceRemoval("HID1");
+  EXPECT_EQ(ColourOf("HID1 is closed & removed!"), kRed);
+  EXPECT_FALSE(w.ucGNet.PortOpen());
+  EXPECT_TRUE(w.Unplugged());
+}
+
 }  // namespace

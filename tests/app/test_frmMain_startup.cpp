@@ -95,21 +95,25 @@ TEST_F(Startup, SerialDevicesThatComeAndGo) {
 }
 
 TEST_F(Startup, TestModeWatchesAReaderOnTheSecondEngine) {
-  msrsim::EmulatedReader* reader =
-      readers.Add("COM3", app_test::FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
-  ASSERT_NE(reader, nullptr);
-  frmMain& w = Open();
-  w.chkTestMode.UserClick();
-  EXPECT_TRUE(Shows("Auto Scan for Test...") && Shows("Found Device on COM3"));
-  EXPECT_TRUE(w.ucGNetB.PortOpen() && !w.ucGNet.PortOpen());
-  EXPECT_FALSE(w.picBack.Enabled() || w.cmdCancel.Visible());
+  // On a serial line and behind a USB HID bridge alike.
+  for (const std::string port : {"COM3", "HID1"}) {
+    SCOPED_TRACE(port);
+    msrsim::EmulatedReader* reader = readers.Add(port, app_test::FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
+    ASSERT_NE(reader, nullptr);
+    frmMain& w = Open();
+    w.chkTestMode.UserClick();
+    EXPECT_TRUE(Shows("Auto Scan for Test...") && Shows("Found Device on " + port));
+    EXPECT_TRUE(w.ucGNetB.PortOpen() && !w.ucGNet.PortOpen());
+    EXPECT_FALSE(w.picBack.Enabled() || w.cmdCancel.Visible());
 
-  reader->Swipe("%B12345?");
-  EXPECT_TRUE(PumpUntil([&] { return Shows("%B12345?<CR><LF>"); }, 2000)) << w.txtView.Text();
+    reader->Swipe("%B12345?");
+    EXPECT_TRUE(PumpUntil([&] { return Shows("%B12345?<CR><LF>"); }, 2000)) << w.txtView.Text();
 
-  w.chkTestMode.UserClick();
-  EXPECT_FALSE(w.ucGNetB.PortOpen());
-  EXPECT_TRUE(w.picBack.Enabled());
+    w.chkTestMode.UserClick();
+    EXPECT_FALSE(w.ucGNetB.PortOpen());
+    EXPECT_TRUE(w.picBack.Enabled());
+    reader->CloseLine();  // the next round's scan must not find this one
+  }
 }
 
 }  // namespace
