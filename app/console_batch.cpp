@@ -176,8 +176,8 @@ class ConsoleRun {
         // The step line stays as scripts know it; the person reads on standard error why.
         if (open_tried) {
           for (const std::string& line :
-               PortOpenAdvice(port, engine_.LastOpenResult(), platform::ListSerialPorts(), platform::ListHidPorts(),
-                              UserSettingsPath())) {
+               PortOpenAdvice(port, engine_.LastOpenResult(), platform::ListSerialPorts(),
+                              platform::ListHidPorts(), UserSettingsPath())) {
             out_.Note(line);
           }
         }

@@ -39,6 +39,6 @@ std::vector<std::string> PortOpenAdvice(const std::string& port, const platform:
   const bool named_like_kind = is_hid || platform::text::StartsWithNoCase(port, "COM");
   const std::string name = named_like_kind ? port : kind.example_name;
   const std::string map_line = "\"" + name + " = " + kind.example_device + "\"";
-  return {reason + "; " + known, "to map " + name + " to a device, add the line " + map_line + " to section [" +
-                                     kind.section + "] of " + settings_path};
+  return {reason + "; " + known, "to map " + name + " to a device, add the line " + map_line +
+                                     " to section [" + kind.section + "] of " + settings_path};
 }

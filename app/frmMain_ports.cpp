@@ -147,10 +147,17 @@ void frmMain::OnPortLost(::ucGNet& engine) {
 void frmMain::GHIDIO1_OnDeviceEvent(int code, const std::string& name) {
   Trap("GHIDIO1_OnDeviceEvent", [&] {
     switch (code) {
-      case kHidRemoved: ShowMsg(name + " is removed!", terminal_colour::kRed); break;
-      case kHidPlugged: ShowMsg(name + " is plus-in!", terminal_colour::kBlue); break;
-      case kHidClosedAndRemoved: ShowMsg(name + " is closed & removed!", terminal_colour::kRed); break;
-      default: return;
+      case kHidRemoved:
+        ShowMsg(name + " is removed!", terminal_colour::kRed);
+        break;
+      case kHidPlugged:
+        ShowMsg(name + " is plus-in!", terminal_colour::kBlue);
+        break;
+      case kHidClosedAndRemoved:
+        ShowMsg(name + " is closed & removed!", terminal_colour::kRed);
+        break;
+      default:
+        return;
     }
     RefillPortList();
   });

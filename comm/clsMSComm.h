@@ -129,9 +129,10 @@ class clsMSComm {
   std::function<void(const std::string& command, CommValue& param1, clsMSComm*& param2)> Request;
 
  protected:
-  // The answers every implementation gives alike. "INDEX": counts the position in `value` down by one, keeping
-  // its type, and answers when it reaches 0. "REATTACH": "+name" re-attaches every object but the named one
-  // to `owner`, "-name" only the named one; each object acts once per pass (marked in `result.handled`).
+  // The answers every implementation gives alike. "INDEX": counts the position in `value` down by one,
+  // keeping its type, and answers when it reaches 0. "REATTACH": "+name" re-attaches every object but the
+  // named one to `owner`, "-name" only the named one; each object acts once per pass (marked in
+  // `result.handled`).
   static void AnswerIndex(clsMSComm* self, CommValue& value, AttachAnswer& result);
   static void AnswerReattach(clsMSComm* self, const char* tag, clsMSComm* owner, const CommValue& value,
                              AttachAnswer& result);

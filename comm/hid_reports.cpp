@@ -16,16 +16,26 @@ Bytes Report(std::initializer_list<uint8_t> header, const uint8_t* data, size_t 
 
 std::string CommandName(uint8_t command) {
   switch (command) {
-    case SetHIDBaudrate: return "SetHIDBaudrate";
-    case SetQBR710KeyCode: return "SetQBR710KeyCode";
-    case SetQBR710IODirect: return "SetQBR710IODirect";
-    case GetHIDVersion: return "GetHIDVersion";
-    case GetQBR710IODirect: return "GetQBR710IODirect";
-    case QBR710GetRegister: return "QBR710GetRegister";
-    case QBR710SetRegister: return "QBR710SetRegister";
-    case QBR710EraseFlash: return "QBR710EraseFlash";
-    case QBR710DiscardBuffer: return "QBR710DiscardBuffer";
-    default: return "command " + std::to_string(command);
+    case SetHIDBaudrate:
+      return "SetHIDBaudrate";
+    case SetQBR710KeyCode:
+      return "SetQBR710KeyCode";
+    case SetQBR710IODirect:
+      return "SetQBR710IODirect";
+    case GetHIDVersion:
+      return "GetHIDVersion";
+    case GetQBR710IODirect:
+      return "GetQBR710IODirect";
+    case QBR710GetRegister:
+      return "QBR710GetRegister";
+    case QBR710SetRegister:
+      return "QBR710SetRegister";
+    case QBR710EraseFlash:
+      return "QBR710EraseFlash";
+    case QBR710DiscardBuffer:
+      return "QBR710DiscardBuffer";
+    default:
+      return "command " + std::to_string(command);
   }
 }
 

@@ -72,7 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     bridge->OnReport(report);
   }
-  fuzz::Check(static_cast<size_t>(port.InBufferCount()) == expected_bytes, "received bytes were lost or made up");
+  fuzz::Check(static_cast<size_t>(port.InBufferCount()) == expected_bytes,
+              "received bytes were lost or made up");
   fuzz::Check(port.DroppedReports() == expected_dropped, "the dropped reports were miscounted");
   return 0;
 }

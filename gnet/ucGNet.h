@@ -48,7 +48,8 @@ class ucGNet {
   // is the device behind HID ports; nullptr creates the hidraw one. `loop` nullptr means the current
   // event loop.
   explicit ucGNet(std::unique_ptr<platform::SerialControl> control = nullptr,
-                  platform::EventLoop* loop = nullptr, std::unique_ptr<platform::HidDevice> hid_device = nullptr);
+                  platform::EventLoop* loop = nullptr,
+                  std::unique_ptr<platform::HidDevice> hid_device = nullptr);
   ~ucGNet();
   ucGNet(const ucGNet&) = delete;
   ucGNet& operator=(const ucGNet&) = delete;

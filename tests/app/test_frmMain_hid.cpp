@@ -58,7 +58,7 @@ TEST_F(HidBridge, BridgesPluggedInAndPulledOutAreShownAndTheOneInUseIsLeft) {
   ASSERT_TRUE(w.ucGNet.PortOpen());
 
   w.OnHidDeviceArrival("HID2");
-  w.OnHidDeviceRemoval("HID2");  // not in use
+  w.OnHidDeviceRemoval("HID2");        // not in use
   w.GHIDIO1_OnDeviceEvent(7, "HID2");  // a code the bridges do not send
   EXPECT_EQ(ColourOf("HID2 is plus-in!"), kBlue);
   EXPECT_EQ(ColourOf("HID2 is removed!"), kRed);

@@ -98,7 +98,8 @@ TEST_F(Startup, TestModeWatchesAReaderOnTheSecondEngine) {
   // On a serial line and behind a USB HID bridge alike.
   for (const std::string port : {"COM3", "HID1"}) {
     SCOPED_TRACE(port);
-    msrsim::EmulatedReader* reader = readers.Add(port, app_test::FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
+    msrsim::EmulatedReader* reader =
+        readers.Add(port, app_test::FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
     ASSERT_NE(reader, nullptr);
     frmMain& w = Open();
     w.chkTestMode.UserClick();

@@ -112,9 +112,14 @@ TEST(HidPortNames, AcceptsHidNumbersAndBridgePathsOnly) {
     const char* name;
     bool mine;
   } cases[] = {
-      {"HID1", true},     {"hid256", true},           {"HID0", false},
-      {"HID257", false},  {"HID", false},             {"COM1", false},
-      {kBridgePath, true}, {"\\\\?\\hid#pid_0005&vid_2a7c", false},  // the marks in the wrong order
+      {"HID1", true},
+      {"hid256", true},
+      {"HID0", false},
+      {"HID257", false},
+      {"HID", false},
+      {"COM1", false},
+      {kBridgePath, true},
+      {"\\\\?\\hid#pid_0005&vid_2a7c", false},  // the marks in the wrong order
       {"\\\\?\\usb#vid_2a7c&pid_0005", false},
   };
   for (const auto& c : cases) EXPECT_EQ(clsGHIDComm::IsMyCommPort(c.name), c.mine) << c.name;
@@ -126,7 +131,8 @@ TEST_F(HidPort, OpenSetsTheBridgeRateAndSettingsAlwaysReadEightNoneOne) {
   port->SetPortOpen(true);
   ASSERT_TRUE(port->PortOpen());
   ASSERT_EQ(bridge->Requests(hid_reports::SetHIDBaudrate).size(), 1u);
-  EXPECT_EQ(bridge->Requests(hid_reports::SetHIDBaudrate)[0], hid_reports::ControlRequest(1, {0x80, 0x25, 0, 0}));
+  EXPECT_EQ(bridge->Requests(hid_reports::SetHIDBaudrate)[0],
+            hid_reports::ControlRequest(1, {0x80, 0x25, 0, 0}));
   EXPECT_EQ(port->Settings(), "9600,N,8,1");
 
   port->SetSettings("19200");
@@ -187,7 +193,8 @@ TEST_F(HidPort, ReportsThatDoNotFitAreDroppedAndCounted) {
   unknown_id[0] = 0x07;
   const Bytes short_report{0x01, 5, 'a', 'b'};
   const Bytes stray_reply = Reply(hid_reports::GetHIDVersion, 0);
-  for (const Bytes& report : {too_long, unknown_id, short_report, stray_reply, Bytes{}}) bridge->Deliver(report);
+  for (const Bytes& report : {too_long, unknown_id, short_report, stray_reply, Bytes{}})
+    bridge->Deliver(report);
   loop.ProcessPendingEvents();
   EXPECT_EQ(port->DroppedReports(), 5u);
   EXPECT_EQ(port->InBufferCount(), 0);

@@ -57,7 +57,8 @@ void ConsoleBench::SetRememberedPort(const std::string& port) {
 void ConsoleBench::WriteSettings() {
   std::string serial;
   std::string hid;
-  for (const auto& [name, device] : ports_) (name.rfind("HID", 0) == 0 ? hid : serial) += name + " = " + device + "\r\n";
+  for (const auto& [name, device] : ports_)
+    (name.rfind("HID", 0) == 0 ? hid : serial) += name + " = " + device + "\r\n";
   fs::create_directories(config_.File("zk4100_MSR"));
   config_.WriteFile("zk4100_MSR/settings.ini", "[SerialPorts]\r\n" + serial + "[HIDPorts]\r\n" + hid +
                                                    "[COMM]\r\nPort = " + remembered_port_ + "\r\n");

@@ -36,7 +36,8 @@ class SimReaders {
     const bool hid = com_name.rfind("HID", 0) == 0;
     if (hid) {
       config.hid = true;
-      config.hid_socket = no_hardware_.path() + "/" + com_name + "-" + std::to_string(readers_.size()) + ".hid";
+      config.hid_socket =
+          no_hardware_.path() + "/" + com_name + "-" + std::to_string(readers_.size()) + ".hid";
     }
     auto reader = std::make_unique<msrsim::EmulatedReader>(std::move(config));
     std::string error;
