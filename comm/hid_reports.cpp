@@ -55,7 +55,7 @@ Bytes ControlRequest(uint8_t command, const Bytes& data) {
 
 InputReport ParseInputReport(const uint8_t* report, size_t size) {
   InputReport parsed;
-  if (report == nullptr || size < 2) return parsed;
+  if (report == nullptr || size < 2 || size > kReportSize) return parsed;
   size_t header = 0;
   size_t limit = 0;
   if (report[0] == kDataReport) {

@@ -50,8 +50,8 @@ struct InputReport {
   uint8_t status = 0;   // kReply
   Bytes data;           // the data bytes of either kind
 };
-// One input report as a read gave it. Unknown IDs, a length byte above the report's limit and reports too
-// short for what their header announces are kMalformed.
+// One input report as a read gave it. Unknown IDs, a length byte above the report's limit, reports too short
+// for what their header announces and reports longer than 64 bytes are kMalformed.
 InputReport ParseInputReport(const uint8_t* report, size_t size);
 
 // The rate's four bytes, little-endian, as SetHIDBaudrate takes them.

@@ -193,10 +193,12 @@ TEST_F(HidPort, ReportsThatDoNotFitAreDroppedAndCounted) {
   unknown_id[0] = 0x07;
   const Bytes short_report{0x01, 5, 'a', 'b'};
   const Bytes stray_reply = Reply(hid_reports::GetHIDVersion, 0);
-  for (const Bytes& report : {too_long, unknown_id, short_report, stray_reply, Bytes{}})
+  Bytes oversized = Data("x");
+  oversized.push_back(0);
+  for (const Bytes& report : {too_long, unknown_id, short_report, stray_reply, Bytes{}, oversized})
     bridge->Deliver(report);
   loop.ProcessPendingEvents();
-  EXPECT_EQ(port->DroppedReports(), 5u);
+  EXPECT_EQ(port->DroppedReports(), 6u);
   EXPECT_EQ(port->InBufferCount(), 0);
   EXPECT_TRUE(events.empty());
 }
