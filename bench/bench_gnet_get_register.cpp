@@ -1,13 +1,16 @@
-// 256 GetRegister calls, every register once, against a paced emulated reader at 19200 baud.
+// 256 GetRegister calls, every register once, against a paced emulated reader at 19200 baud, on a pty or
+// with "--hid" behind the emulated USB HID bridge.
 
 #include "bench/bench_sim_line.h"
 #include "bench/result_line.h"
 
-int main() {
+int main(int argc, char** argv) {
+  const std::optional<bench::BenchPort> port = bench::PortFromArgs(argc, argv);
+  if (!port) return 1;
   bench::SimLines lines;
-  if (!lines.Add("COM1", bench::PacedReader())) return 1;
+  if (!lines.Add(port->name, bench::PacedReader())) return 1;
   ucGNet gnet;
-  if (!bench::OpenAt19200(gnet, "COM1")) return 1;
+  if (!bench::OpenAt19200(gnet, port->name)) return 1;
 
   int failures = 0;
   double bytes = 0;
@@ -19,9 +22,10 @@ int main() {
     bytes += bench::FrameBytes("B00") + bench::FrameBytes("A0000");
   }
   const double measured = bench::ElapsedMs(start);
-  std::printf("256 GetRegister, %d failed\n", failures);
-  bench::Report("256 GetRegister", measured, bench::LineMs(bytes), 0);
-  bench::PrintPacedResult("256 GetRegister", measured, bench::LineMs(bytes),
-                          bench::LineMs(bench::FrameBytes("A0000")) * 256);
+  const std::string operation = port->Operation("256 GetRegister");
+  std::printf("%s, %d failed\n", operation.c_str(), failures);
+  bench::Report(operation, measured, bench::LineMs(bytes), 0);
+  bench::PrintPacedResult(operation, measured, bench::LineMs(bytes),
+                          bench::LineMs(bench::FrameBytes("A0000")) * 256, port->Carrier());
   return failures == 0 ? 0 : 2;
 }

@@ -1,15 +1,18 @@
-// 139 SetRegister calls against a paced emulated reader at 19200 baud. The registers written leave the
-// reader's own line settings (0-4) and its alias (224-239) alone.
+// 139 SetRegister calls against a paced emulated reader at 19200 baud, on a pty or with "--hid" behind
+// the emulated USB HID bridge. The registers written leave the reader's own line settings (0-4) and its
+// alias (224-239) alone.
 
 #include "bench/bench_sim_line.h"
 #include "bench/result_line.h"
 
-int main() {
+int main(int argc, char** argv) {
+  const std::optional<bench::BenchPort> port = bench::PortFromArgs(argc, argv);
+  if (!port) return 1;
   bench::SimLines lines;
-  msrsim::EmulatedReader* reader = lines.Add("COM1", bench::PacedReader());
+  msrsim::EmulatedReader* reader = lines.Add(port->name, bench::PacedReader());
   if (!reader) return 1;
   ucGNet gnet;
-  if (!bench::OpenAt19200(gnet, "COM1")) return 1;
+  if (!bench::OpenAt19200(gnet, port->name)) return 1;
 
   constexpr int kFirst = 0x10;
   constexpr int kCount = 139;
@@ -25,9 +28,10 @@ int main() {
   for (int reg = kFirst; reg < kFirst + kCount; ++reg) {
     if (reader->Register(static_cast<uint8_t>(reg)) != static_cast<uint8_t>(reg ^ 0x5A)) ++failures;
   }
-  std::printf("139 SetRegister, %d failed or not stored\n", failures);
-  bench::Report("139 SetRegister", measured, bench::LineMs(bytes), 0);
-  bench::PrintPacedResult("139 SetRegister", measured, bench::LineMs(bytes),
-                          bench::LineMs(bench::FrameBytes("A")) * kCount);
+  const std::string operation = port->Operation("139 SetRegister");
+  std::printf("%s, %d failed or not stored\n", operation.c_str(), failures);
+  bench::Report(operation, measured, bench::LineMs(bytes), 0);
+  bench::PrintPacedResult(operation, measured, bench::LineMs(bytes),
+                          bench::LineMs(bench::FrameBytes("A")) * kCount, port->Carrier());
   return failures == 0 ? 0 : 2;
 }

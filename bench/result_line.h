@@ -5,7 +5,8 @@
 //
 // time_ms is what was measured; line_ms what the bytes of both directions need on the line (10 bits a
 // byte at 19200 baud, LineMs below); mandated_ms the time-outs and quiet periods the protocol itself imposes;
-// ratio the benchmark's own comparison of the two. Texts must not hold double quotes.
+// ratio the benchmark's own comparison of the two. A row without a line time (PrintTimeResult) carries
+// time_ms and the note only. Texts must not hold double quotes.
 
 #include <cstdio>
 #include <string>
@@ -31,15 +32,22 @@ inline void PrintResult(const std::string& operation, double time_ms, double lin
   std::fflush(stdout);
 }
 
-// The benchmarks against a paced emulated reader over a pty: the pty hands each request over at once, so
-// besides the ratio to both directions the one that tells is the ratio to the replies alone.
-inline void PrintPacedResult(const std::string& operation, double time_ms, double line_ms, double reply_ms) {
+// A time with nothing on a line to compare it with.
+inline void PrintTimeResult(const std::string& operation, double time_ms, const std::string& note) {
+  std::printf("RESULT operation=\"%s\" time_ms=%.4f note=\"%s\"\n", operation.c_str(), time_ms, note.c_str());
+  std::fflush(stdout);
+}
+
+// The benchmarks against a paced emulated reader: its pty or its emulated bridge (`carrier`) hands each
+// request over at once, so besides the ratio to both directions the one that tells is the ratio to the
+// replies alone.
+inline void PrintPacedResult(const std::string& operation, double time_ms, double line_ms, double reply_ms,
+                             const std::string& carrier) {
   std::printf("  reply direction alone needs %.1f ms on the line: ratio %.3f\n", reply_ms,
               time_ms / reply_ms);
   char note[160];
-  std::snprintf(note, sizeof note,
-                "a pty passes requests at once: the replies alone need %.1f ms, ratio %.3f", reply_ms,
-                time_ms / reply_ms);
+  std::snprintf(note, sizeof note, "%s passes requests at once: the replies alone need %.1f ms, ratio %.3f",
+                carrier.c_str(), reply_ms, time_ms / reply_ms);
   PrintResult(operation, time_ms, line_ms, 0, time_ms / line_ms, note);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "comm/comm_settings.h"
 #include "comm/comm_trace.h"
@@ -281,7 +282,27 @@ void clsGHIDComm::OnLost() {
   Notify(platform::kCommEventDeviceLost);
 }
 
+// Reports that wait on the device are taken now, not when the loop next dispatches: the raw dump polls
+// the count between dispatches, and would otherwise see a reply long after it came.
+void clsGHIDComm::PullReports() {
+  if (pulling_ || !PortOpen()) return;
+  pulling_ = true;
+  device_->ReadWaiting();
+  pulling_ = false;
+  const int32_t event = std::exchange(pulled_event_, 0);
+  if (event == 0) return;
+  // The event for these bytes comes from the loop, not from inside the caller's property read.
+  platform::EventLoop& loop = loop_ ? *loop_ : platform::CurrentEventLoop();
+  loop.Post([this, alive = std::weak_ptr<bool>(alive_), event] {
+    if (!alive.expired() && PortOpen()) Notify(event);
+  });
+}
+
 void clsGHIDComm::Notify(int32_t event) {
+  if (pulling_) {
+    pulled_event_ = event;
+    return;
+  }
   comm_event_ = event;
   if (owner_ != nullptr) owner_->RaiseOnComm();
 }
@@ -291,6 +312,7 @@ void clsGHIDComm::Report(const std::string& text) {
 }
 
 int32_t clsGHIDComm::InBufferCount() const {
+  const_cast<clsGHIDComm*>(this)->PullReports();
   return static_cast<int32_t>(input_.size());
 }
 
@@ -303,6 +325,7 @@ void clsGHIDComm::SetInBufferCount(int32_t count) {
 }
 
 Bytes clsGHIDComm::CommInput() {
+  PullReports();
   const size_t n = input_len_ > 0 ? std::min(input_.size(), static_cast<size_t>(input_len_)) : input_.size();
   Bytes taken(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(n));
   input_.erase(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(n));

@@ -59,6 +59,7 @@ class clsGHIDComm : public clsMSComm {
   std::string Settings() const override;
   // Only the rate counts; a new one goes to the bridge while open, with up to three tries.
   void SetSettings(const std::string& settings) override;
+  // Counts the reports waiting on the device too, as a serial driver's queue count does.
   int32_t InBufferCount() const override;
   // 0 empties the buffer here and the bridge's (QBR710DiscardBuffer).
   void SetInBufferCount(int32_t count) override;
@@ -110,6 +111,7 @@ class clsGHIDComm : public clsMSComm {
   void WarnOfKeyboardMode();
   void OnReport(const hid_reports::Bytes& report);
   void OnLost();
+  void PullReports();
   void Notify(int32_t event);
   void Report(const std::string& text);
   bool SendRate(int32_t rate);
@@ -135,6 +137,9 @@ class clsGHIDComm : public clsMSComm {
   int32_t comm_event_ = 0;
   uint64_t dropped_reports_ = 0;
   ControlWait* waiting_ = nullptr;
+  bool pulling_ = false;      // PullReports runs: events wait for the loop
+  int32_t pulled_event_ = 0;  // the event PullReports leaves to the loop
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
   std::vector<std::string> names_;
   bool enumerated_ = false;
 };

@@ -36,6 +36,10 @@ class HidDevice {
   // Sends one output report (report ID first) without blocking. False when the device is closed, gone, or
   // cannot take the report now.
   virtual bool WriteReport(const std::vector<uint8_t>& report) = 0;
+  // Hands over through OnReport, at once, every input report that waits now, so code that polls between
+  // loop dispatches sees reports as they come. Never blocks; a device that is gone is left to the loop's
+  // watch, which reports it. A device that hands reports over as they come needs nothing here.
+  virtual void ReadWaiting() {}
 
   // Each input report as one read gave it (its length as the device sent it), on the loop's thread.
   std::function<void(const std::vector<uint8_t>& report)> OnReport;

@@ -50,6 +50,7 @@ class LinuxHidDevice final : public HidDevice {
   int Descriptor() const override { return fd_; }
   const std::string& Path() const override { return path_; }
   bool WriteReport(const std::vector<uint8_t>& report) override;
+  void ReadWaiting() override;
 
  private:
   void OnReady(unsigned conditions);
@@ -62,6 +63,7 @@ class LinuxHidDevice final : public HidDevice {
   int fd_ = -1;
   bool socket_ = false;
   uint64_t generation_ = 0;  // counts opens, so a handler that reopened the device is noticed
+  bool in_handler_ = false;  // OnReport runs: the read loop around it hands the next reports over, in order
   std::unique_ptr<LoopWatch> watch_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
@@ -105,6 +107,12 @@ bool LinuxHidDevice::WriteReport(const std::vector<uint8_t>& report) {
   }
 }
 
+void LinuxHidDevice::ReadWaiting() {
+  if (fd_ < 0 || in_handler_) return;
+  bool handled_away = false;
+  ReadReports(handled_away);
+}
+
 void LinuxHidDevice::OnReady(unsigned conditions) {
   bool handled_away = false;
   const bool alive = ReadReports(handled_away);
@@ -127,8 +135,15 @@ bool LinuxHidDevice::ReadReports(bool& handled_away) {
     if (n > 0) {
       if (!OnReport) continue;
       const std::function<void(const std::vector<uint8_t>&)> handler = OnReport;
+      const bool outer_handler = in_handler_;  // a handler that ran the loop nests read loops
+      in_handler_ = true;
       handler(std::vector<uint8_t>(buffer, buffer + n));
-      if (alive.expired() || fd_ < 0 || generation_ != generation) {
+      if (alive.expired()) {
+        handled_away = true;
+        return false;
+      }
+      in_handler_ = outer_handler;
+      if (fd_ < 0 || generation_ != generation) {
         handled_away = true;
         return false;
       }

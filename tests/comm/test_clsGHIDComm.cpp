@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <utility>
 
 #include "comm/clsGHIDComm.h"
 #include "comm/hid_reports.h"
@@ -40,6 +41,11 @@ class FakeBridge : public platform::HidDevice {
       if (OnReport) OnReport(report);
     });
   }
+  // Held on the device until ReadWaiting takes it, as a report that came between two loop dispatches.
+  void Hold(const Bytes& report) { held.push_back(report); }
+  void ReadWaiting() override {
+    for (const Bytes& report : std::exchange(held, {})) OnReport(report);
+  }
   void Unplug() {
     open_ = false;
     loop_.Post([this] {
@@ -56,6 +62,7 @@ class FakeBridge : public platform::HidDevice {
 
   std::function<std::optional<Bytes>(const Bytes& request)> answer;
   std::vector<Bytes> sent;
+  std::vector<Bytes> held;
 
  private:
   platform::EventLoop& loop_;
@@ -182,6 +189,19 @@ TEST_F(HidPort, DataTravelsInReportsAndDiscardDropsWhatCameBeforeItsReply) {
   port->SetInBufferCount(0);
   EXPECT_EQ(port->InBufferCount(), 0);
   EXPECT_EQ(bridge->Requests(hid_reports::QBR710DiscardBuffer).size(), 1u);
+}
+
+// The raw dump polls the count between loop dispatches.
+TEST_F(HidPort, ReportsWaitingOnTheDeviceCountAtOnceAndTheirEventComesFromTheLoop) {
+  port->SetRThreshold(1);
+  port->SetPortOpen(true);
+  bridge->Hold(Data("A,"));
+  bridge->Hold(Data("1"));
+  EXPECT_EQ(port->InBufferCount(), 3);
+  EXPECT_TRUE(events.empty());
+  loop.ProcessPendingEvents();
+  EXPECT_EQ(events, std::vector<int32_t>{platform::kCommEvReceive});
+  EXPECT_EQ(port->CommInput(), (Bytes{'A', ',', '1'}));
 }
 
 TEST_F(HidPort, ReportsThatDoNotFitAreDroppedAndCounted) {
