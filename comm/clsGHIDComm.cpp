@@ -136,7 +136,8 @@ void clsGHIDComm::SetPortOpen(bool open) {
   if (device_->IsOpen()) return;
   const std::optional<std::string> path = DevicePath();
   if (!path) {
-    last_open_ = {false, platform::PortFailure::kNotPresent, CommPort() + " - no such HID bridge is plugged in"};
+    last_open_ = {false, platform::PortFailure::kNotPresent,
+                  CommPort() + " - no such HID bridge is plugged in"};
   } else {
     last_open_ = device_->Open(*path);
   }
@@ -195,8 +196,9 @@ void clsGHIDComm::WarnOfKeyboardMode() {
   if (Control(hid_reports::GetQBR710IODirect, {}, &mode) != Outcome::kDone) return;
   // The bridge is left as its owner set it up; the person is told why no reader will answer.
   if (!mode.empty() && mode[0] == 1) {
-    Report(CommPort() + " - the bridge types the reader's data as keystrokes (mode 1); switch it to mode 0 "
-                        "to configure the reader");
+    Report(CommPort() +
+           " - the bridge types the reader's data as keystrokes (mode 1); switch it to mode 0 "
+           "to configure the reader");
   }
 }
 
@@ -236,7 +238,7 @@ clsGHIDComm::Outcome clsGHIDComm::Control(uint8_t command, const hid_reports::By
   }
   if (wait.status != hid_reports::kDone) {
     Report(name + (wait.status == hid_reports::kUnknownCommand ? " - the bridge does not know this command"
-                                                                 : " - the bridge refused the data"));
+                                                               : " - the bridge refused the data"));
     return Outcome::kRefused;
   }
   if (reply != nullptr) *reply = std::move(wait.data);
@@ -274,7 +276,8 @@ void clsGHIDComm::OnReport(const hid_reports::Bytes& report) {
     }
     input_.push_back(byte);
   }
-  if (r_threshold_ > 0 && static_cast<int32_t>(input_.size()) >= r_threshold_) Notify(platform::kCommEvReceive);
+  if (r_threshold_ > 0 && static_cast<int32_t>(input_.size()) >= r_threshold_)
+    Notify(platform::kCommEvReceive);
 }
 
 void clsGHIDComm::OnLost() {

@@ -31,7 +31,8 @@ class clsGHIDComm : public clsMSComm {
   static constexpr int32_t kStartRate = 19200;
 
   // `device` nullptr creates the hidraw/socket one; `loop` nullptr means the current loop.
-  explicit clsGHIDComm(std::unique_ptr<platform::HidDevice> device = nullptr, platform::EventLoop* loop = nullptr);
+  explicit clsGHIDComm(std::unique_ptr<platform::HidDevice> device = nullptr,
+                       platform::EventLoop* loop = nullptr);
   ~clsGHIDComm() override;
 
   // "HID"n with n from 1 to 256, or a device path of a bridge: a Windows-style path with "\hid", "vid",
