@@ -95,8 +95,9 @@ TEST_F(Startup, SerialDevicesThatComeAndGo) {
 }
 
 TEST_F(Startup, TestModeWatchesAReaderOnTheSecondEngine) {
-  // On a serial line and behind a USB HID bridge alike.
-  for (const std::string port : {"COM3", "HID1"}) {
+  // Behind a USB HID bridge and on a serial line alike. The bridge goes first: serial ports are scanned
+  // first, so the serial round finds its reader before the bridge that may still be closing.
+  for (const std::string port : {"HID1", "COM3"}) {
     SCOPED_TRACE(port);
     msrsim::EmulatedReader* reader =
         readers.Add(port, app_test::FactoryReader("KRD36AR,3TRACK,UART", "KRD36AR"));
