@@ -115,21 +115,12 @@ class HidPort : public ::testing::Test {
 };
 
 TEST(HidPortNames, AcceptsHidNumbersAndBridgePathsOnly) {
-  const struct {
-    const char* name;
-    bool mine;
-  } cases[] = {
-      {"HID1", true},
-      {"hid256", true},
-      {"HID0", false},
-      {"HID257", false},
-      {"HID", false},
-      {"COM1", false},
-      {kBridgePath, true},
-      {"\\\\?\\hid#pid_0005&vid_2a7c", false},  // the marks in the wrong order
-      {"\\\\?\\usb#vid_2a7c&pid_0005", false},
-  };
-  for (const auto& c : cases) EXPECT_EQ(clsGHIDComm::IsMyCommPort(c.name), c.mine) << c.name;
+  for (const char* name : {"HID1", "hid256", kBridgePath})
+    EXPECT_TRUE(clsGHIDComm::IsMyCommPort(name)) << name;
+  // The last two: the bridge's marks in the wrong order, and a USB device that is no HID device.
+  for (const char* name :
+       {"HID0", "HID257", "HID", "COM1", "\\\\?\\hid#pid_0005&vid_2a7c", "\\\\?\\usb#vid_2a7c&pid_0005"})
+    EXPECT_FALSE(clsGHIDComm::IsMyCommPort(name)) << name;
 }
 
 TEST_F(HidPort, OpenSetsTheBridgeRateAndSettingsAlwaysReadEightNoneOne) {
