@@ -11,7 +11,8 @@ namespace platform {
 // socket that a running program still listens on, is not.
 // Non-blocking. Returns the descriptor, or -1 with a message in `error`.
 int ListenSeqpacket(const std::string& path, std::string& error);
-// The next waiting connection on `listen_fd`, non-blocking; -1 when none waits (or on error).
+// The next waiting connection on `listen_fd`, non-blocking; a negative errno value when there is none:
+// -EAGAIN when none waits, another value when the system cannot take one now (out of descriptors).
 int AcceptSeqpacket(int listen_fd);
 // Connects to the socket at `path`, non-blocking. Returns the descriptor, or a negative errno value.
 int ConnectSeqpacket(const std::string& path);

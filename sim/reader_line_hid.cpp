@@ -18,6 +18,9 @@ namespace msrsim {
 
 namespace {
 
+// How long listening pauses when a waiting host cannot be taken (the process is out of descriptors).
+constexpr int kResumeListeningMs = 100;
+
 class HidBridgeLine final : public ReaderLine {
  public:
   HidBridgeLine(int listen_fd, std::string path, platform::EventLoop& loop)
@@ -66,7 +69,8 @@ class HidBridgeLine final : public ReaderLine {
   }
 
   void OnConnect(unsigned conditions) {
-    for (int fd; (fd = platform::AcceptSeqpacket(listen_fd_)) >= 0;) {
+    int fd = -1;
+    for (; (fd = platform::AcceptSeqpacket(listen_fd_)) >= 0;) {
       if (host_fd_ >= 0) {
         // One program at a time holds a bridge; the second one finds it gone at once.
         platform::CloseFd(fd);
@@ -77,6 +81,19 @@ class HidBridgeLine final : public ReaderLine {
       host_watch_ = loop_.WatchDescriptor(fd, platform::kIoReadable,
                                           [this](unsigned host_conditions) { OnHost(host_conditions); });
       Log("host connected");
+    }
+    if (fd != -EAGAIN && fd != -EINTR && fd != -ECONNABORTED) {
+      // A connection waits that cannot be taken now (out of descriptors): the socket stays readable, so
+      // listening pauses for a moment instead of spinning on it.
+      Log("cannot take a host now: " + std::to_string(-fd));
+      listen_watch_->SetConditions(0);
+      if (!resume_timer_) {
+        resume_timer_ = loop_.CreateTimer([this] {
+          resume_timer_->Stop();
+          if (listen_watch_) listen_watch_->SetConditions(platform::kIoReadable);
+        });
+      }
+      resume_timer_->Start(kResumeListeningMs);
     }
     if (conditions & platform::kIoError) {
       Log("the listening socket failed");
@@ -150,6 +167,7 @@ class HidBridgeLine final : public ReaderLine {
   std::string path_;
   platform::EventLoop& loop_;
   std::unique_ptr<platform::LoopWatch> listen_watch_;
+  std::unique_ptr<platform::LoopTimer> resume_timer_;
   std::unique_ptr<platform::LoopWatch> host_watch_;
   HidBridge bridge_;
   uint32_t reader_rate_ = 0;  // 0 until the reader says: no noise

@@ -67,7 +67,8 @@ int ListenSeqpacket(const std::string& path, std::string& error) {
 }
 
 int AcceptSeqpacket(int listen_fd) {
-  return accept4(listen_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  const int fd = accept4(listen_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  return fd >= 0 ? fd : -(errno == EWOULDBLOCK ? EAGAIN : errno);
 }
 
 int ConnectSeqpacket(const std::string& path) {
