@@ -42,16 +42,18 @@ int SelectItemOf(clsINIFile& ini, const std::string& section) {
 }  // namespace
 
 AliasNames::AliasNames(platform::ComboBox& cboAliasName, platform::Button& cmdAliasName, TerminalView& view,
-                       std::string program_file, std::string user_file)
+                       std::string program_file, std::string user_file, bool program_file_writable)
     : cboAliasName_(cboAliasName),
       cmdAliasName_(cmdAliasName),
       view_(view),
       program_file_(std::move(program_file)),
-      user_file_(std::move(user_file)) {}
+      user_file_(std::move(user_file)),
+      program_file_writable_(program_file_writable) {}
 
 AliasNames::AliasNames(platform::ComboBox& cboAliasName, platform::Button& cmdAliasName, TerminalView& view)
-    : AliasNames(cboAliasName, cmdAliasName, view, platform::Join(platform::ProgramDir(), kFileName),
-                 platform::Join(platform::UserConfigDir(), kFileName)) {}
+    : AliasNames(cboAliasName, cmdAliasName, view, platform::Join(platform::DataDir(), kFileName),
+                 platform::Join(platform::UserConfigDir(), kFileName),
+                 !platform::CurrentProgramFolders().installed) {}
 
 // ---- the reader's alias area ----
 
@@ -102,7 +104,7 @@ bool AliasNames::SetValue(const std::string& key, const std::string& value, cons
                           std::string& error) {
   if (!platform::FileExists(user_file_)) {
     clsINIFile program(program_file_);
-    if (program.SetKeyValue(key, value, section)) return true;
+    if (program_file_writable_ && program.SetKeyValue(key, value, section)) return true;
     if (!EnsureUserCopy(error)) return false;
   }
   clsINIFile user(user_file_);
@@ -114,7 +116,7 @@ bool AliasNames::SetValue(const std::string& key, const std::string& value, cons
 bool AliasNames::DeleteValue(const std::string& key, const std::string& section, std::string& error) {
   if (!platform::FileExists(user_file_)) {
     clsINIFile program(program_file_);
-    if (program.DeleteKey(key, section)) return true;
+    if (program_file_writable_ && program.DeleteKey(key, section)) return true;
     std::string unused;
     // Nothing to remove is no reason to copy the file.
     if (!program.GetKeyValue(key, unused, "", section)) return true;

@@ -7,9 +7,10 @@
 // object reads and writes the reader's alias area through the protocol engine, fills the list from the
 // alias file, writes the chosen entry, and runs the dialog that edits the list.
 //
-// AliasName.ini sits in the program folder. A read-only installation cannot take the file's changes, so
-// a change that cannot be written there goes to a copy in the user's settings folder, and from then on
-// that copy is the one read.
+// AliasName.ini sits in the data folder. A read-only folder cannot take the file's changes, and an
+// installed program never writes there (the package owns the file, even when root runs the program), so
+// such a change goes to a copy in the user's settings folder, and from then on that copy is the one read:
+// each user keeps an alias list of their own.
 
 #include <cstdint>
 #include <string>
@@ -36,12 +37,12 @@ class AliasNames {
   static constexpr int kAliasLength = 16;
   static constexpr uint8_t kErased = 0xFF;
 
-  // `program_file`: AliasName.ini in the program folder; `user_file`: where its copy goes when the program
-  // folder cannot be written.
+  // `program_file`: AliasName.ini in the data folder; `user_file`: where its copy goes when the data
+  // folder cannot be written. Without `program_file_writable` every change goes to the copy.
   AliasNames(platform::ComboBox& cboAliasName, platform::Button& cmdAliasName, TerminalView& view,
-             std::string program_file, std::string user_file);
-  // The same with ProgramDir() and UserConfigDir() (worked out now: set MSRCFG_HOME and XDG_CONFIG_HOME
-  // before constructing in tests).
+             std::string program_file, std::string user_file, bool program_file_writable = true);
+  // The same with DataDir() and UserConfigDir(), the data folder's file being writable unless installed
+  // (worked out now: set MSRCFG_HOME and XDG_CONFIG_HOME before constructing in tests).
   AliasNames(platform::ComboBox& cboAliasName, platform::Button& cmdAliasName, TerminalView& view);
 
   // ---- the reader's alias area ----
@@ -95,8 +96,9 @@ class AliasNames {
   static int HighestAliasNumber(const std::vector<std::string>& keys);
 
  private:
-  // Writes key = value into `section`, falling back to the per-user copy when the program folder's file
-  // cannot be written. True when the value landed in one of them; else false with the reason in `error`.
+  // Writes key = value into `section`, falling back to the per-user copy when the data folder's file
+  // cannot or may not be written. True when the value landed in one of them; else false with the reason in
+  // `error`.
   bool SetValue(const std::string& key, const std::string& value, const std::string& section,
                 std::string& error);
   // Removes the key the same way; a key that is not there counts as removed.
@@ -113,6 +115,7 @@ class AliasNames {
   TerminalView& view_;
   std::string program_file_;
   std::string user_file_;
+  bool program_file_writable_;
   frmAliasName dialog_;
 
   // What the last LoadAliasList was for, and the key behind each list entry.

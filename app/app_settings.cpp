@@ -35,7 +35,7 @@ CommandLineSwitches ParseSwitches(const std::string& command_line) {
 }
 
 std::string TraksetPath() {
-  return platform::Join(platform::ProgramDir(), kTraksetFile);
+  return platform::Join(platform::DataDir(), kTraksetFile);
 }
 
 ProductSettings ReadProductSettings(const std::string& design_caption) {

@@ -201,7 +201,7 @@ class ConsoleRun {
       path = file_name;
       return true;
     }
-    const std::string folder = platform::Join(platform::ProgramDir(), app_settings::kDefaultFolder);
+    const std::string folder = platform::Join(platform::DataDir(), app_settings::kDefaultFolder);
     std::string alias;
     // Without the alias the model's file would be a guess, and a customer's reader would silently get
     // the factory configuration; an unattended run stops instead, as when the registers cannot be read.

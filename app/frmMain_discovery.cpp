@@ -205,7 +205,7 @@ bool frmMain::ChooseSkin(const std::string& alias, const std::string& model, std
 bool frmMain::LoadSkin(const std::string& name, std::string& error) {
   try {
     SkinDefinition definition;
-    if (!ReadSkinDefinition(platform::Join(platform::ProgramDir(), "Skin"), name, definition, error)) {
+    if (!ReadSkinDefinition(platform::Join(platform::DataDir(), "Skin"), name, definition, error)) {
       error = kReadSettingsError;
       return false;
     }

@@ -36,8 +36,7 @@ void frmMain::Form_Load() {
     // Nothing to show before the first transfer: the bar stays hidden.
     ShowProgress(0, 0);
 
-    const PluginSkinResult skins =
-        LoadPluginSkin(platform::Join(platform::ProgramDir(), "Skin"), m_oPlugins, m_oSkinQuery);
+    const PluginSkinResult skins = LoadPluginSkin(platform::SkinLibraryDir(), m_oPlugins, m_oSkinQuery);
     for (const std::string& line : skins.skipped) ShowMsg(line, terminal_colour::kRed);
 
     save_eeprom_ = switches.save_eeprom;

@@ -189,7 +189,7 @@ void frmMain::cmdDefault_Click() {
 }
 
 std::string frmMain::FindDefaultFile() const {
-  const std::string folder = platform::Join(platform::ProgramDir(), app_settings::kDefaultFolder);
+  const std::string folder = platform::Join(platform::DataDir(), app_settings::kDefaultFolder);
   const std::vector<std::string> extensions = {"ini", "inf", "cfg"};
   for (const std::string& name : {loaded_skin_alias_, loaded_skin_model_, std::string("Others")}) {
     if (name.empty()) continue;

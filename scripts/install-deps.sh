@@ -11,6 +11,7 @@ packages=(
   binutils                    # objcopy: the Intel HEX tests read the exported file back with it
   qt6-base-dev                # Qt 6 Widgets (the window) and Qt Test; its offscreen platform runs the GUI tests
   libudev-dev                 # udev's device events: the window follows serial adapters plugged in and pulled out
+  libqt6svg6                  # Qt's SVG icon engine, a plug-in: it draws the window's icon (icons/msrcfg.svg)
 )
 (($#)) && packages=("$@")
 

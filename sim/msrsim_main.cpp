@@ -144,7 +144,7 @@ int main(int argc, char** argv) {
   // Readers start from their model's factory image, kept beside the program as the configuration
   // utility keeps it, unless the command line gives an image.
   for (msrsim::ReaderArgs& reader : options.readers) {
-    reader.factory_folder = platform::Join(platform::ProgramDir(), "Default");
+    reader.factory_folder = platform::Join(platform::DataDir(), "Default");
   }
 
   // A --device that is not found automatically may be listed in the user's SerialPorts map.

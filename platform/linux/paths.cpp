@@ -12,6 +12,8 @@ namespace platform {
 namespace {
 
 constexpr const char* kApplicationName = "zk4100_MSR";
+// Beside the executable, the skin libraries share Skin/ with the catalogue and definition files.
+constexpr const char* kSkinFolder = "Skin";
 
 std::string StripTrailingSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -33,6 +35,23 @@ std::string HomeDir() {
   return {};
 }
 
+std::string ExecutableDir() {
+  std::vector<char> buffer(4096);
+  for (;;) {
+    ssize_t n = readlink("/proc/self/exe", buffer.data(), buffer.size());
+    if (n < 0) return ".";
+    if (static_cast<size_t>(n) < buffer.size())
+      return DirName(std::string(buffer.data(), static_cast<size_t>(n)));
+    buffer.resize(buffer.size() * 2);
+  }
+}
+
+// Everything beside the executable (or in MSRCFG_HOME's folder).
+ProgramFolders PortableFolders(const std::string& folder) {
+  const std::string dir = StripTrailingSlashes(folder);
+  return {dir, Join(dir, kSkinFolder), false};
+}
+
 }  // namespace
 
 std::string GetEnvironment(const std::string& name, const std::string& fallback) {
@@ -44,14 +63,33 @@ std::string GetEnvironment(const std::string& name, const std::string& fallback)
 std::string ProgramDir() {
   std::string home = GetEnvironment("MSRCFG_HOME");
   if (!home.empty()) return StripTrailingSlashes(home);
-  std::vector<char> buffer(4096);
-  for (;;) {
-    ssize_t n = readlink("/proc/self/exe", buffer.data(), buffer.size());
-    if (n < 0) return ".";
-    if (static_cast<size_t>(n) < buffer.size())
-      return DirName(std::string(buffer.data(), static_cast<size_t>(n)));
-    buffer.resize(buffer.size() * 2);
-  }
+  return ExecutableDir();
+}
+
+ProgramFolders ProgramFoldersOf(const std::string& executable_dir) {
+  const std::string dir = StripTrailingSlashes(executable_dir);
+  // Installed is told by where the executable lies: a build folder is never the configured program folder
+  // (/usr/bin). The kernel resolves symbolic links in /proc/self/exe, so /bin/msrcfg on a merged-/usr
+  // system is seen under its configured name as well.
+  if (dir == StripTrailingSlashes(MSR_INSTALL_FULL_BINDIR))
+    return {StripTrailingSlashes(MSR_INSTALL_FULL_DATADIR), StripTrailingSlashes(MSR_INSTALL_FULL_SKINDIR),
+            true};
+  return PortableFolders(dir);
+}
+
+ProgramFolders CurrentProgramFolders() {
+  const std::string home = GetEnvironment("MSRCFG_HOME");
+  // A folder named on purpose is a portable installation, wherever it lies.
+  if (!home.empty()) return PortableFolders(home);
+  return ProgramFoldersOf(ExecutableDir());
+}
+
+std::string DataDir() {
+  return CurrentProgramFolders().data;
+}
+
+std::string SkinLibraryDir() {
+  return CurrentProgramFolders().skins;
 }
 
 std::string UserConfigDir() {

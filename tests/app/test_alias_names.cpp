@@ -1,7 +1,10 @@
 // Alias names: the alias file in fresh program and user folders, the dialog, and the reader's alias area
 // through the protocol engine against the emulator on a pty.
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "app/alias_names.h"
 #include "app/to_boolean.h"
@@ -148,6 +151,48 @@ TEST_F(Aliases, TheDialogWaitsOnTheLoopAndAReadOnlyFileIsCopiedToTheUserFolder) 
   user.WriteFile("zk4100_MSR/AliasName.ini", "[General]\nAliasPrefix = ZK-\n");
   EXPECT_EQ(aliases.DeviceAliasForSkin("BANK-7"), "ZK-BANK-7");
   EXPECT_EQ(aliases.DeviceAliasForSkin(""), "");
+}
+
+// An installed data folder: the package's, read-only to the people who use it. Each person's aliases go
+// to their own folder. Root may write anywhere, so under root the person is "nobody", in a child.
+TEST_F(Aliases, AReadOnlyDataFolderStaysAsItIsAndEachUserKeepsTheirOwnList) {
+  Write(kHead);
+  ASSERT_EQ(chmod(program.path().c_str(), 0555), 0);
+  ASSERT_EQ(chmod(user.path().c_str(), 0777), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(98);
+    aliases.LoadAliasList("KRD36AR", "");
+    Edit(0, frmAliasName::kAddNew, "Shop");
+    _exit(Entries() == Texts{"[DEFAULT]", "Shop"} ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(program.List(), Texts{"AliasName.ini"});
+  EXPECT_EQ(Read(), kHead);
+  EXPECT_EQ(user.ReadFile("zk4100_MSR/AliasName.ini"), kHead + "Alias1 = Shop\n");
+
+  // Root can write the folder, but an installed program never does: a second person's alias goes to
+  // their own folder, and neither list shows the other's.
+  ASSERT_EQ(chmod(program.path().c_str(), 0755), 0);
+  test_support::TempDir other("alias-other");
+  platform::ComboBox cboOther{"cboAliasName"};
+  AliasNames theirs{
+      cboOther, cmdAliasName, terminal, program.File("AliasName.ini"), other.File("zk4100_MSR/AliasName.ini"),
+      false};
+  theirs.LoadAliasList("KRD36AR", "");
+  EXPECT_TRUE(other.List().empty()) << "looking makes no copy";
+  cboOther.UserSelect(0);
+  theirs.Dialog().OnShown = [](frmAliasName& dialog) {
+    dialog.txtName.SetText("Cafe");
+    dialog.cmdAction[frmAliasName::kAddNew]->UserClick();
+  };
+  theirs.cmdAliasName_Click();
+  EXPECT_EQ(cboOther.List(1), "Cafe");
+  EXPECT_EQ(Read(), kHead);
+  EXPECT_EQ(other.ReadFile("zk4100_MSR/AliasName.ini"), kHead + "Alias1 = Cafe\n");
+  EXPECT_EQ(user.ReadFile("zk4100_MSR/AliasName.ini"), kHead + "Alias1 = Shop\n");
 }
 
 TEST_F(Aliases, AnEditThatCannotBeSavedSaysSoWithTheNameAndTheReason) {

@@ -128,15 +128,36 @@ TEST(FileSystem, FoldersAreMadeListedAndRemoved) {
   EXPECT_TRUE(platform::RemoveTree(dir.File("a")));  // already gone counts as removed
 }
 
+// The build names the folders of an installation; only an executable in its program folder reads from them.
+TEST(Paths, AnInstalledProgramReadsTheConfiguredFoldersAnyOtherItsOwn) {
+  const std::string bin = MSR_INSTALL_FULL_BINDIR;
+  const platform::ProgramFolders installed{MSR_INSTALL_FULL_DATADIR, MSR_INSTALL_FULL_SKINDIR, true};
+  const struct {
+    std::string executable_dir;
+    platform::ProgramFolders expected;
+  } cases[] = {
+      {bin, installed},
+      {bin + "/", installed},
+      {bin + "/sub", {bin + "/sub", bin + "/sub/Skin", false}},
+      {"/home/me/msrcfg/build/", {"/home/me/msrcfg/build", "/home/me/msrcfg/build/Skin", false}},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(platform::ProgramFoldersOf(c.executable_dir), c.expected) << c.executable_dir;
+}
+
 TEST(Paths, FoldersFollowTheEnvironment) {
   TempDir dir;
   {
     ScopedEnv home("MSRCFG_HOME", dir.path() + "/");
     EXPECT_EQ(platform::ProgramDir(), dir.path());
+    EXPECT_EQ(platform::CurrentProgramFolders(),
+              (platform::ProgramFolders{dir.path(), dir.File("Skin"), false}));
   }
   {
     ScopedEnv home("MSRCFG_HOME", "");
     EXPECT_TRUE(platform::FileExists(platform::Join(platform::ProgramDir(), "test_platform")));
+    EXPECT_EQ(platform::DataDir(), platform::ProgramDir());
+    EXPECT_EQ(platform::SkinLibraryDir(), platform::ProgramDir() + "/Skin");
   }
   ScopedEnv home("HOME", dir.path());
   {

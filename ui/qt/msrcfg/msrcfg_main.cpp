@@ -11,6 +11,7 @@
 #include "platform/ui_services.h"
 #include "registers/user_settings.h"
 #include "ui/qt/msrcfg/main_window.h"
+#include "ui/qt/msrcfg/program_icon.h"
 #include "ui/qt/qt_event_loop.h"
 #include "ui/qt/qt_ui_services.h"
 
@@ -30,6 +31,8 @@ int RunWindow(int argc, char** argv) {
   QApplication application(argc, argv);
   // The form decides when the program ends: closing is refused while a transfer runs.
   QApplication::setQuitOnLastWindowClosed(false);
+  // The main window and its dialogs.
+  QApplication::setWindowIcon(msrcfg_window::ProgramIcon());
   ui_qt::QtEventLoop loop;
   ui_qt::QtUiServices services;
   platform::SetCurrentEventLoop(&loop);
