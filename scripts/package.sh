@@ -23,6 +23,7 @@ rm -rf "$out"
 # Installing does not build everything first; only what the package holds is built below.
 cmake -S "$top" -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
   -DMSR_BUILD_TESTS=OFF -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON "$@" >/dev/null
-cmake --build "$out" -j2 --target msrcfg msrsim msr_skins msr_compressed_docs
-(cd "$out" && cpack -G DEB >/dev/null)
+# Progress on standard error: standard output carries only the package's path, for scripts.
+cmake --build "$out" -j2 --target msrcfg msrsim msr_skins msr_compressed_docs >&2
+(cd "$out" && cpack -G DEB >&2)
 ls "$out"/msrcfg_*.deb
