@@ -19,7 +19,6 @@ TEST(ProgramIcon, IsTheCardDrawnInTheDataFolder) {
     ASSERT_EQ(image.width(), 48) << "drawing an SVG icon needs Qt's SVG icon engine (package libqt6svg6)";
     EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0) << "a clear corner";
     EXPECT_LT(qGray(image.pixel(20, 14)), 64) << "the dark magnetic stripe";
-    EXPECT_GT(qGray(image.pixel(30, 20)), 200) << "the light card below it";
   }
   test_support::TempDir empty("icon");
   ScopedEnv home("MSRCFG_HOME", empty.path());
