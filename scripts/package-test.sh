@@ -57,7 +57,8 @@ cd "$work"
 
 echo "== console batch mode against the installed emulator"
 mkfifo sim.out
-/usr/bin/msrsim --register COM9 >sim.out 2>sim.err &
+# A wiped reader, so that the default file is really written and checked.
+/usr/bin/msrsim --register COM9 --fill 00 >sim.out 2>sim.err &
 pids+=($!)
 exec 3<sim.out
 # msrsim prints its port line once the COM9 entry is in the settings file.
