@@ -104,23 +104,22 @@ std::string clsGHIDComm::CommPort() const {
 }
 
 void clsGHIDComm::SetCommPort(const std::string& name) {
-  if (!IsMyCommPort(name)) return;
+  // The name is read once: a number, a bridge of the list by its path, or a Windows-style bridge path.
+  const std::optional<int> number = HidNumber(name);
+  const std::optional<platform::HidPortInfo> listed =
+      number || name.empty() || name[0] != '/' ? std::nullopt : BridgeAtPath(name);
+  if (!number && !listed && !IsBridgeDevicePath(name)) return;
   if (PortOpen()) SetPortOpen(false);
-  chosen_path_.clear();
-  if (const auto number = HidNumber(name)) {
-    number_ = *number;
-  } else if (const auto port = BridgeAtPath(name)) {
-    number_ = port->number;
-  } else {
-    number_ = 0;
-    chosen_path_ = name;
-  }
+  number_ = number ? *number : listed ? listed->number : 0;
+  chosen_path_ = number_ == 0 ? name : std::string();
 }
 
-std::optional<std::string> clsGHIDComm::DevicePath() const {
-  if (number_ == 0) return chosen_path_.empty() ? std::nullopt : std::optional<std::string>(chosen_path_);
-  if (const auto port = platform::FindHidPort(number_)) return port->device;
-  return std::nullopt;
+std::optional<platform::HidPortInfo> clsGHIDComm::ChosenBridge() const {
+  if (number_ > 0) return platform::FindHidPort(number_);
+  if (chosen_path_.empty()) return std::nullopt;
+  platform::HidPortInfo path_only;
+  path_only.device = chosen_path_;
+  return path_only;
 }
 
 bool clsGHIDComm::PortOpen() const {
@@ -134,21 +133,19 @@ void clsGHIDComm::SetPortOpen(bool open) {
     return;
   }
   if (device_->IsOpen()) return;
-  const std::optional<std::string> path = DevicePath();
-  if (!path) {
+  // One look at the bridge list gives both the device and its name for the label.
+  const std::optional<platform::HidPortInfo> bridge = ChosenBridge();
+  if (!bridge) {
     last_open_ = {false, platform::PortFailure::kNotPresent,
                   CommPort() + " - no such HID bridge is plugged in"};
   } else {
-    last_open_ = device_->Open(*path);
+    last_open_ = device_->Open(bridge->device);
   }
   if (!last_open_.ok) {
     Report("PortOpen - " + last_open_.message);
     return;
   }
-  product_.clear();
-  if (number_ > 0) {
-    if (const auto port = platform::FindHidPort(number_)) product_ = port->product;
-  }
+  product_ = bridge->product;
   input_.clear();
   comm_event_ = 0;
   // The bridge keeps the rate its last user left; the engine's rate is what counts now.

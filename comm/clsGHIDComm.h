@@ -17,6 +17,7 @@
 #include "comm/hid_reports.h"
 #include "platform/event_loop.h"
 #include "platform/hid_device.h"
+#include "platform/hid_ports.h"
 
 class clsGHIDComm : public clsMSComm {
  public:
@@ -116,7 +117,8 @@ class clsGHIDComm : public clsMSComm {
   void Notify(int32_t event);
   void Report(const std::string& text);
   bool SendRate(int32_t rate);
-  std::optional<std::string> DevicePath() const;
+  // The chosen bridge as the list has it now (a Windows-style path: that path alone), or nothing.
+  std::optional<platform::HidPortInfo> ChosenBridge() const;
 
   std::unique_ptr<platform::HidDevice> device_;
   platform::EventLoop* loop_;
