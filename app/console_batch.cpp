@@ -132,9 +132,21 @@ bool LoadRegisterFile(ConsoleOutput& out, const std::string& path, RegisterFileI
 // One run on a reader: the steps share the window, the output and the result reached so far.
 class ConsoleRun {
  public:
-  ConsoleRun(frmMain& window, ConsoleOutput& out) : window_(window), engine_(window.ucGNet), out_(out) {}
+  ConsoleRun(frmMain& window, ConsoleOutput& out, const ConsoleJob& job)
+      : window_(window), engine_(window.ucGNet), out_(out), job_(job) {}
 
   int result = kStepFailed;
+
+  // True once a signal asked the run to stop; the run then goes no further.
+  bool Stopping() const { return job_.stop_signal != nullptr && *job_.stop_signal != 0; }
+
+  // A stopped run ends as cancelled unless the reader was done already.
+  void EndStopped() {
+    if (Stopping() && result != kOk) {
+      result = kCancelledBase + *job_.stop_signal;
+      out_.Line("Cancelled");
+    }
+  }
 
   // Opens the port or scans for a reader and checks that it is a supported model. True when the run
   // may go on; `result` holds the code otherwise.
@@ -187,12 +199,16 @@ class ConsoleRun {
 
     WaitMs(kSettleDelayMs);
     identification_ = StripAcknowledge(engine_.Polling(0));
+    if (Stopping()) return false;
+    if (job_.record != nullptr) job_.record->identification = identification_;
     if (!IsSupportedIdentification(identification_)) {
       result = kUnsupportedReader;
       out_.Line(kNoDeviceLine);
       return false;
     }
-    return true;
+    // The version text carries the unit's serial number, which the trace file keeps.
+    if (job_.record != nullptr) job_.record->version_text = engine_.GetVersion();
+    return !Stopping();
   }
 
   // The register file to write: the job's file, or the model's default file.
@@ -252,6 +268,7 @@ class ConsoleRun {
     out_.Line("Begin write registers");
     int done = 0;
     for (const int index : differing) {
+      if (Stopping()) return static_cast<int>(differing.size());
       const int total = static_cast<int>(differing.size());
       if (out_.ShowsPart(++done, total)) {
         out_.Progress("Writing " + std::to_string(done) + "/" + std::to_string(total) + " registers...");
@@ -263,6 +280,7 @@ class ConsoleRun {
         out_.Line(line + "fail");
         return static_cast<int>(differing.size());
       }
+      if (job_.record != nullptr) ++job_.record->registers_written;
       out_.Line(line + "OK");
     }
     return static_cast<int>(differing.size());
@@ -320,22 +338,28 @@ class ConsoleRun {
     return true;
   }
 
-  void Write(const ConsoleJob& job) {
+  void Write() {
+    const ConsoleJob& job = job_;
     if (!Connect(job.port, job.port_settings)) return;
     std::string path;
-    if (!FindFile(job.file_name, path)) return;
+    if (!FindFile(job.file_name, path) || Stopping()) return;
+    if (job.record != nullptr) job.record->file = path;
     RegisterFileImage file;
     if (!LoadRegisterFile(out_, path, file)) return;
     const bool file_has_alias = !file.alias.empty();
     if (file_has_alias) PutFileAlias(file.image, file.alias);
 
     const std::vector<uint8_t> device = ReadDevice();
-    if (device.empty()) return;
+    if (device.empty() || Stopping()) return;
     // Writing a file must never erase the alias of the reader that receives it.
     if (!file_has_alias) {
       std::copy(device.begin() + AliasNames::kAliasStart,
                 device.begin() + AliasNames::kAliasStart + AliasNames::kAliasLength,
                 file.image.begin() + AliasNames::kAliasStart);
+    }
+    if (job.record != nullptr) {
+      job.record->image = file.image;
+      job.record->alias = AliasText(file.image);
     }
 
     const int differing = WriteDifferences(file.image, device, job.dry_run);
@@ -344,13 +368,18 @@ class ConsoleRun {
       result = kOk;
       return;
     }
-    if (!job.dry_run && result != kWriteFailed) Check(file.image, file_has_alias);
+    if (!job.dry_run && result != kWriteFailed && !Stopping()) Check(file.image, file_has_alias);
   }
 
-  void ReadTo(const std::string& port, const std::string& settings, const std::string& path) {
-    if (!Connect(port, settings)) return;
+  void ReadTo(const std::string& path) {
+    if (!Connect(job_.port, job_.port_settings)) return;
     const std::vector<uint8_t> device = ReadDevice();
-    if (device.empty()) return;
+    if (device.empty() || Stopping()) return;
+    if (job_.record != nullptr) {
+      job_.record->file = path;
+      job_.record->image = device;
+      job_.record->alias = AliasText(device);
+    }
     std::string error;
     if (!register_files::SaveInfoFile(path, device, ModelNameOf(identification_), AliasText(device),
                                       &error)) {
@@ -370,6 +399,7 @@ class ConsoleRun {
   frmMain& window_;
   ucGNet& engine_;
   ConsoleOutput& out_;
+  const ConsoleJob& job_;
   std::string identification_;
 };
 
@@ -384,6 +414,7 @@ int RunTrapped(ConsoleRun& run, ConsoleOutput& out, const char* name, const std:
     out.Note(std::string(name) + " - unknown error");
   }
   out.EndProgress();
+  run.EndStopped();
   try {
     run.ClosePort();
   } catch (...) {
@@ -395,14 +426,54 @@ int RunTrapped(ConsoleRun& run, ConsoleOutput& out, const char* name, const std:
 }  // namespace
 
 int DoConsole(frmMain& window, ConsoleOutput& out, const ConsoleJob& job) {
-  ConsoleRun run(window, out);
-  return RunTrapped(run, out, "DoConsole", [&] { run.Write(job); });
+  ConsoleRun run(window, out, job);
+  return RunTrapped(run, out, "DoConsole", [&] { run.Write(); });
 }
 
-int ReadToFile(frmMain& window, ConsoleOutput& out, const std::string& port, const std::string& port_settings,
-               const std::string& path) {
-  ConsoleRun run(window, out);
-  return RunTrapped(run, out, "ReadToFile", [&] { run.ReadTo(port, port_settings, path); });
+int ReadToFile(frmMain& window, ConsoleOutput& out, const ConsoleJob& job, const std::string& path) {
+  ConsoleRun run(window, out, job);
+  return RunTrapped(run, out, "ReadToFile", [&] { run.ReadTo(path); });
+}
+
+int console_result::ExitStatusOf(int result) {
+  return result == kStepFailed ? kStepFailedStatus : result;
+}
+
+std::string console_result::MeaningOf(int status, int registers_written) {
+  if (status > kCancelledBase && status < kCancelledBase + 65) {
+    switch (status - kCancelledBase) {
+      case 1:
+        return "cancelled by a hang-up";
+      case 2:
+        return "cancelled by Ctrl-C";
+      case 15:
+        return "cancelled by SIGTERM";
+      default:
+        return "cancelled by signal " + std::to_string(status - kCancelledBase);
+    }
+  }
+  switch (status) {
+    case kOk:
+      return registers_written > 0 ? "written and checked" : "nothing to write";
+    case kUnsupportedReader:
+      return "not a supported model, or no answer";
+    case kNoReaderFound:
+      return "no reader found";
+    case kPortNotOpen:
+      return "the port could not be opened";
+    case kReadFailed:
+      return "reading the registers failed";
+    case kWriteFailed:
+      return "writing a register failed";
+    case kCheckFailed:
+      return "the read-back differs from the file";
+    case kTraceNotWritten:
+      return "done, but not traced";
+    case kStepFailedStatus:
+      return "the file is missing or unusable";
+    default:
+      return "ended without a result";
+  }
 }
 
 int ExportHexFile(ConsoleOutput& out, const std::string& cfg_path, const std::string& hex_path) {

@@ -1,5 +1,6 @@
 #include "app/console_command_line.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "platform/text.h"
@@ -19,7 +20,12 @@ enum class OptionKind {
   kExportHex,
   kQuiet,
   kHelp,
-  kVersion
+  kVersion,
+  kTrace,
+  kStation,
+  kPorts,
+  kVerbose,
+  kStationWorker
 };
 
 struct LongOption {
@@ -40,7 +46,45 @@ constexpr LongOption kLongOptions[] = {
     {"--help", OptionKind::kHelp, 0},
     {"-h", OptionKind::kHelp, 0},
     {"--version", OptionKind::kVersion, 0},
+    {"--trace", OptionKind::kTrace, 1},
+    {"--station", OptionKind::kStation, 0},
+    {"--ports", OptionKind::kPorts, 1},
+    {"--verbose", OptionKind::kVerbose, 0},
+    {"-v", OptionKind::kVerbose, 0},
+    {"--station-worker", OptionKind::kStationWorker, 1},
 };
+
+// "COM3" or "HID1": the names ports go by. The station watches ports by name, so a name that can never
+// be a port is a typing error, not a port that has not come yet.
+bool IsPortName(const std::string& name) {
+  for (const std::string prefix : {"COM", "HID"}) {
+    if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0) continue;
+    const std::string digits = name.substr(prefix.size());
+    if (digits.size() > 3 || digits[0] == '0') return false;
+    for (const char c : digits) {
+      if (c < '0' || c > '9') return false;
+    }
+    return true;
+  }
+  return false;
+}
+
+bool ReadPortList(const std::string& value, std::vector<std::string>& ports, std::string& error) {
+  for (const std::string& field : platform::text::Split(value, ',')) {
+    const std::string name = platform::text::Upper(platform::text::Trim(field));
+    if (name.empty()) continue;
+    if (!IsPortName(name)) {
+      error = "--ports: \"" + name + "\" is no COM or HID port name";
+      return false;
+    }
+    if (std::find(ports.begin(), ports.end(), name) == ports.end()) ports.push_back(name);
+  }
+  if (ports.empty()) {
+    error = "--ports needs at least one port name";
+    return false;
+  }
+  return true;
+}
 
 // The option `arg` spells, with the value it carries after "=" (only options that take values may).
 const LongOption* FindLongOption(const std::string& arg, std::optional<std::string>& inline_value) {
@@ -137,6 +181,9 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
   int actions = 0;
   bool help = false;
   bool version = false;
+  bool station = false;
+  bool ports_given = false;
+  std::optional<std::string> worker_port;
   for (size_t i = 0; i < args.size(); ++i) {
     std::optional<std::string> inline_value;
     const LongOption* option = FindLongOption(args[i], inline_value);
@@ -190,6 +237,22 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
       case OptionKind::kVersion:
         version = true;
         break;
+      case OptionKind::kTrace:
+        request.trace = values[0];
+        break;
+      case OptionKind::kStation:
+        station = true;
+        break;
+      case OptionKind::kPorts:
+        ports_given = true;
+        if (!ReadPortList(values[0], request.station_ports, error)) return false;
+        break;
+      case OptionKind::kVerbose:
+        request.verbose = true;
+        break;
+      case OptionKind::kStationWorker:
+        worker_port = platform::text::Upper(values[0]);
+        break;
     }
   }
   if (help || version) {
@@ -224,6 +287,29 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
     error = "--dry-run goes with --write-file or --write-default";
     return false;
   }
+  if (!request.trace.empty() && request.action == ConsoleRequest::Action::kExportHex) {
+    error = "--trace goes with a run on a reader, not with --export-hex";
+    return false;
+  }
+  if (station || worker_port) {
+    if (request.action != ConsoleRequest::Action::kWriteFile) {
+      error = "--station needs --write-file or --write-default";
+      return false;
+    }
+    if (request.dry_run) {
+      error = "--dry-run does not go with --station";
+      return false;
+    }
+    request.action = station ? ConsoleRequest::Action::kStation : ConsoleRequest::Action::kStationWorker;
+  }
+  if (ports_given && request.action != ConsoleRequest::Action::kStation) {
+    error = "--ports goes with --station (a single run takes --port)";
+    return false;
+  }
+  if (request.verbose && request.action != ConsoleRequest::Action::kStation) {
+    error = "--verbose goes with --station (a single run prints every step)";
+    return false;
+  }
 
   std::optional<std::string> port_value = port_option;
   if (!port_value) {
@@ -231,6 +317,11 @@ bool ParseConsoleArguments(const std::vector<std::string>& args, ConsoleRequest&
       port_value = ReadSwitchValue(line, at + std::string(kPortSwitch).size());
     }
   }
+  if (request.action == ConsoleRequest::Action::kStation && port_value) {
+    error = "--station watches the ports of --ports (default every port), not --port";
+    return false;
+  }
+  if (worker_port) port_value = *worker_port;
   if (port_value) {
     request.port_given = true;
     SplitPortValue(*port_value, request.port, request.port_settings);

@@ -6,8 +6,9 @@
 //     the first blank outside double quotes; a double quote switches quoting on or off and is not part
 //     of the value, so /WriteFile:"line 3/KRD36AR.cfg" names a file with a blank in it;
 //   - long options for people who script on Linux: --write-file FILE, --write-default, --port VALUE,
-//     --dry-run, --read-to FILE, --export-hex CFG HEX, --quiet, --help, --version (a value may also
-//     follow as --option=value).
+//     --dry-run, --read-to FILE, --export-hex CFG HEX, --trace FILE, --quiet, --help, --version (a value
+//     may also follow as --option=value); and the production station, --station with --ports LIST and
+//     --verbose, which writes every reader plugged in until it is stopped.
 //
 // The switches were written for a command line that is one text. Here the shell has already split it and
 // taken the quotes away, so the arguments are joined again with blanks, and a blank inside an argument
@@ -20,7 +21,9 @@
 #include "app/app_settings.h"
 
 struct ConsoleRequest {
-  enum class Action { kWriteFile, kReadTo, kExportHex, kHelp, kVersion };
+  // kStationWorker is the station's own helper process for one port (--station-worker PORT); people do
+  // not start it.
+  enum class Action { kWriteFile, kReadTo, kExportHex, kHelp, kVersion, kStation, kStationWorker };
   // The marker that stands for the model's default file: "/WriteDefault", or "/WriteFile:" followed by
   // it in any case.
   static constexpr const char* kDefaultMarker = "<Default>";
@@ -42,6 +45,12 @@ struct ConsoleRequest {
   // kExportHex: the .cfg file read and the Intel HEX file written.
   std::string export_cfg;
   std::string export_hex;
+  // --trace: the file that gets one row per reader; empty for none.
+  std::string trace;
+  // kStation: the ports watched, upper-case COM and HID names; empty for every port there is.
+  std::vector<std::string> station_ports;
+  // kStation: every reader's step lines as well as its result line.
+  bool verbose = false;
 };
 
 // The arguments after the program name, joined into one command line (see above).

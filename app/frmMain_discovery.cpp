@@ -3,6 +3,8 @@
 #include "app/app_settings.h"
 #include "app/device_list.h"
 #include "app/frmMain.h"
+
+#include "app/console_trace.h"
 #include "comm/clsGHIDComm.h"
 #include "platform/paths.h"
 #include "platform/text.h"
@@ -131,14 +133,11 @@ void frmMain::ReaderFound(const std::string& identification, const std::string& 
   const std::string& shown = device_alias.empty() ? identification : device_alias;
   labProduct.SetCaption(shown);
   ShowMsg("Found " + shown);
-  const size_t comma = version.find(',');
-  if (comma == std::string::npos) {
-    labROMSN.SetCaption(version);
-    labROMVersion.SetCaption("");
-  } else {
-    labROMSN.SetCaption(platform::text::Trim(version.substr(0, comma)));
-    labROMVersion.SetCaption(platform::text::Trim(version.substr(comma + 1)));
-  }
+  std::string serial_number;
+  std::string firmware;
+  SplitVersionText(version, serial_number, firmware);
+  labROMSN.SetCaption(serial_number);
+  labROMVersion.SetCaption(firmware);
   // A bridge's product name tells two HID ports apart where their numbers do not.
   const bool hid = ucGNet.Port().Attached() == &ucGNet.HidPort();
   labPort.SetCaption(hid ? port_ + "(" + ucGNet.HidPort().DeviceName() + ")" : port_);

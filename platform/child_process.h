@@ -28,4 +28,21 @@ bool TryWaitChild(int pid, ChildUsage& usage);
 // Ends the child at once (SIGKILL): nothing it does after this moment counts. WaitChild must follow.
 void KillChild(int pid);
 
+// A child that talks with its parent over two pipes: the parent writes to `to_child` (the child's
+// standard input) and reads `from_child` (the child's standard output); both are the parent's ends,
+// non-blocking and closed on exec. The child's standard error stays the parent's.
+struct PipedChild {
+  int pid = -1;
+  int to_child = -1;
+  int from_child = -1;
+};
+// Starts `argv` (argv[0] a path) that way. False with `error` when it could not be started; no
+// descriptor is left open then.
+bool StartPipedChild(const std::vector<std::string>& argv, PipedChild& child, std::string& error);
+// Asks the child to stop (SIGTERM), as a service manager would: it may finish what it must first.
+void AskChildToStop(int pid);
+
+// The running program's own executable, for starting another copy of it.
+std::string OwnExecutablePath();
+
 }  // namespace platform

@@ -11,6 +11,10 @@ int StopSignalFd();
 // Consumes what is waiting on the descriptor; returns the last signal number that arrived, 0 for none.
 int TakeStopSignal();
 
+// Puts the default actions of SIGINT, SIGTERM and SIGHUP back: once a program has begun to stop, a second
+// Ctrl-C ends it at once instead of waiting for it.
+void RestoreDefaultStopSignals();
+
 // Ignores SIGPIPE (whoever reads our standard output may go away; a write then fails instead of killing
 // the process) and SIGTTIN (a program put in the background that reads its terminal gets an error
 // instead of being stopped).

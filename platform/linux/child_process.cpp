@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <vector>
 
 #include "platform/system_error.h"
 
@@ -73,6 +74,59 @@ bool TryWaitChild(int pid, ChildUsage& usage) {
 
 void KillChild(int pid) {
   if (pid > 0) kill(pid, SIGKILL);
+}
+
+bool StartPipedChild(const std::vector<std::string>& argv, PipedChild& child, std::string& error) {
+  if (argv.empty()) {
+    error = "no program to start";
+    return false;
+  }
+  int in_pipe[2] = {-1, -1};
+  int out_pipe[2] = {-1, -1};
+  if (pipe2(in_pipe, O_CLOEXEC) != 0 || pipe2(out_pipe, O_CLOEXEC) != 0) {
+    error = "pipe - " + GetSystemErrorText(errno);
+    for (const int fd : {in_pipe[0], in_pipe[1], out_pipe[0], out_pipe[1]}) {
+      if (fd >= 0) close(fd);
+    }
+    return false;
+  }
+  std::vector<char*> args;
+  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  // dup2 clears close-on-exec on the copies, so only the child's standard streams cross the exec.
+  posix_spawn_file_actions_adddup2(&actions, in_pipe[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, out_pipe[1], STDOUT_FILENO);
+  pid_t pid = -1;
+  const int rc = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(in_pipe[0]);
+  close(out_pipe[1]);
+  if (rc != 0) {
+    close(in_pipe[1]);
+    close(out_pipe[0]);
+    error = argv[0] + " - " + GetSystemErrorText(rc);
+    return false;
+  }
+  fcntl(in_pipe[1], F_SETFL, fcntl(in_pipe[1], F_GETFL) | O_NONBLOCK);
+  fcntl(out_pipe[0], F_SETFL, fcntl(out_pipe[0], F_GETFL) | O_NONBLOCK);
+  child = {pid, in_pipe[1], out_pipe[0]};
+  return true;
+}
+
+void AskChildToStop(int pid) {
+  if (pid > 0) kill(pid, SIGTERM);
+}
+
+std::string OwnExecutablePath() {
+  std::vector<char> buffer(4096);
+  for (;;) {
+    const ssize_t n = readlink("/proc/self/exe", buffer.data(), buffer.size());
+    if (n < 0) return {};
+    if (static_cast<size_t>(n) < buffer.size()) return std::string(buffer.data(), static_cast<size_t>(n));
+    buffer.resize(buffer.size() * 2);
+  }
 }
 
 }  // namespace platform

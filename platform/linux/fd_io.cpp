@@ -31,6 +31,10 @@ void CloseFd(int fd) {
   if (fd >= 0) close(fd);
 }
 
+bool WouldBlock(long result) {
+  return result == -EAGAIN || result == -EWOULDBLOCK;
+}
+
 int WaitReadable(int fd, int timeout_ms) {
   const int64_t deadline = timeout_ms < 0 ? -1 : MonotonicMs() + timeout_ms;
   for (;;) {

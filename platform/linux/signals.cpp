@@ -47,6 +47,10 @@ int TakeStopSignal() {
   return last;
 }
 
+void RestoreDefaultStopSignals() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);
+}
+
 void IgnorePipeAndBackgroundReadSignals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGTTIN, SIG_IGN);

@@ -93,6 +93,19 @@ RunResult ConsoleBench::Run(const std::vector<std::string>& args) {
   return result;
 }
 
+std::vector<std::string> ConsoleBench::Command(const std::vector<std::string>& args) const {
+  std::vector<std::string> command = {"/usr/bin/env",
+                                      "-u",
+                                      "DISPLAY",
+                                      "-u",
+                                      "WAYLAND_DISPLAY",
+                                      "MSRCFG_HOME=" + program_.path(),
+                                      "XDG_CONFIG_HOME=" + config_.path(),
+                                      BuildDir() + "/msrcfg"};
+  command.insert(command.end(), args.begin(), args.end());
+  return command;
+}
+
 msrsim::ReaderConfig Reader(const msrsim::RegisterImage& image, const std::string& identification) {
   msrsim::ReaderConfig config;
   config.identification = identification;

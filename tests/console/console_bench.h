@@ -37,6 +37,8 @@ class ConsoleBench {
                        const std::string& module = "KRD36AR");
   test_support::TempDir& Work() { return work_; }
   RunResult Run(const std::vector<std::string>& args);
+  // The command line that runs msrcfg with `args` in the bench's folders, without a display.
+  std::vector<std::string> Command(const std::vector<std::string>& args) const;
 
  private:
   void WriteSettings();
