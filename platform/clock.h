@@ -19,6 +19,8 @@ int64_t MonotonicMicros();
 
 // The local wall-clock time as "hh:mm:ss" (24-hour), for time stamps people read.
 std::string LocalTimeHms();
+// The current UTC time as "2026-11-24T21:41:17Z" (ISO 8601, seconds), for records read on other machines.
+std::string UtcTimeIso8601();
 
 // Blocks the calling thread. Prefer EventLoop::WaitForEvents on the user-interface thread.
 void SleepMs(int ms);

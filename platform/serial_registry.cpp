@@ -77,9 +77,10 @@ class NumberPlan {
  public:
   bool Taken(int number) const { return taken_[static_cast<size_t>(number)]; }
 
-  void Add(int number, const std::string& device, const std::string& description, bool from_user_map) {
+  void Add(int number, const FoundDevice& found, bool from_user_map) {
     taken_[static_cast<size_t>(number)] = true;
-    ports_.push_back({number, "COM" + std::to_string(number), device, description, from_user_map});
+    ports_.push_back({number, "COM" + std::to_string(number), found.device, found.description, from_user_map,
+                      found.usb_serial});
   }
 
   // The lowest free number, 0 when all are taken. The reader scan only tries COM1 to COM16, so adapters
@@ -117,11 +118,12 @@ std::vector<SerialPortInfo> AssignPortNumbers(const std::vector<FoundDevice>& de
   for (const PortMapEntry& entry : user_map) {
     const std::optional<int> number = UserPortNumber(entry.name);
     if (!number || entry.device.empty() || plan.Taken(*number) || claimed(entry.device)) continue;
-    std::string description;
+    // A user entry may name a device that sysfs also found: it keeps what sysfs knows about it.
+    FoundDevice known{entry.device, ""};
     for (const FoundDevice& found : devices) {
-      if (found.device == entry.device) description = found.description;
+      if (found.device == entry.device) known = found;
     }
-    plan.Add(*number, entry.device, description, true);
+    plan.Add(*number, known, true);
     claimed_devices.push_back(entry.device);
   }
 
@@ -133,7 +135,7 @@ std::vector<SerialPortInfo> AssignPortNumbers(const std::vector<FoundDevice>& de
     claimed_devices.push_back(found.device);
     const std::optional<int> fixed = OnBoardPortNumber(found.device);
     if (fixed && !plan.Taken(*fixed)) {
-      plan.Add(*fixed, found.device, found.description, false);
+      plan.Add(*fixed, found, false);
     } else {
       unnumbered.push_back(&found);
     }
@@ -144,7 +146,7 @@ std::vector<SerialPortInfo> AssignPortNumbers(const std::vector<FoundDevice>& de
   for (const FoundDevice* found : unnumbered) {
     const int number = plan.LowestFree();
     if (number == 0) break;
-    plan.Add(number, found->device, found->description, false);
+    plan.Add(number, *found, false);
   }
   return plan.Sorted();
 }

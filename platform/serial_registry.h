@@ -19,6 +19,9 @@ struct SerialPortInfo {
   std::string device;       // "/dev/ttyUSB0"
   std::string description;  // e.g. "FTDI FT232R USB UART", or empty
   bool from_user_map = false;
+  // The USB adapter's serial number, e.g. "A50285BI"; empty where it has none. Given a default so that
+  // the lists that know no serial number can leave it out.
+  std::string usb_serial = {};
 };
 
 struct PortMapEntry {
@@ -35,10 +38,11 @@ std::vector<SerialPortInfo> ListSerialPorts();
 // The port that answers to "COM"`number`, if there is one.
 std::optional<SerialPortInfo> FindSerialPort(int number);
 
-// The numbering rules on their own, for tests: `devices` as found in sysfs (path, description).
+// The numbering rules on their own, for tests: `devices` as found in sysfs (path, description, serial).
 struct FoundDevice {
   std::string device;
   std::string description;
+  std::string usb_serial = {};  // as in SerialPortInfo
 };
 std::vector<SerialPortInfo> AssignPortNumbers(const std::vector<FoundDevice>& devices,
                                               const std::vector<PortMapEntry>& user_map);

@@ -38,6 +38,15 @@ std::string LocalTimeHms() {
   return text;
 }
 
+std::string UtcTimeIso8601() {
+  const time_t now = time(nullptr);
+  tm utc{};
+  gmtime_r(&now, &utc);
+  char text[32];
+  // strftime's numbers do not depend on the locale.
+  return std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) > 0 ? text : "";
+}
+
 void SleepMs(int ms) { SleepMicros(static_cast<int64_t>(ms) * 1000); }
 
 void SleepMicros(int64_t us) {

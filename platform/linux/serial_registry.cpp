@@ -41,9 +41,16 @@ bool IsPlaceholderUart(const fs::path& tty_dir) {
   return type.empty() || type == "0";
 }
 
-// "FTDI FT232R USB UART": the USB device's own strings, found a few levels above the tty's device
-// (the interface, then the device itself).
-std::string UsbDescription(const fs::path& device_dir) {
+// What the USB device behind a tty says of itself.
+struct UsbStrings {
+  std::string description;  // "FTDI FT232R USB UART"
+  std::string serial;       // "A50285BI"
+};
+
+// The USB device's own strings, found a few levels above the tty's device (the interface, then the device
+// itself). The serial number is taken from the same level as the description: a level further up is a
+// hub or the host controller, whose serial number says nothing about the adapter.
+UsbStrings ReadUsbStrings(const fs::path& device_dir) {
   std::error_code ec;
   fs::path dir = fs::canonical(device_dir, ec);
   if (ec) return {};
@@ -51,10 +58,15 @@ std::string UsbDescription(const fs::path& device_dir) {
     const std::string manufacturer = ReadAttribute(dir / "manufacturer");
     const std::string product = ReadAttribute(dir / "product");
     if (manufacturer.empty() && product.empty()) continue;
-    if (manufacturer.empty() || product.empty()) return manufacturer + product;
-    // Many adapters repeat the maker in the product string.
-    if (product.rfind(manufacturer, 0) == 0) return product;
-    return manufacturer + " " + product;
+    UsbStrings strings{{}, ReadAttribute(dir / "serial")};
+    if (manufacturer.empty() || product.empty()) {
+      strings.description = manufacturer + product;
+    } else if (product.rfind(manufacturer, 0) == 0) {
+      strings.description = product;  // many adapters repeat the maker in the product string
+    } else {
+      strings.description = manufacturer + " " + product;
+    }
+    return strings;
   }
   return {};
 }
@@ -72,7 +84,8 @@ std::vector<FoundDevice> FindDevices(const RegistryConfig& config) {
     if (IsPlaceholderUart(tty_dir)) continue;
     const fs::path node = fs::path(config.device_folder) / name;
     if (name.rfind("ttyS", 0) == 0 && !fs::exists(node, link_ec)) continue;
-    found.push_back({node.string(), UsbDescription(tty_dir / "device")});
+    UsbStrings usb = ReadUsbStrings(tty_dir / "device");
+    found.push_back({node.string(), std::move(usb.description), std::move(usb.serial)});
   }
   return found;
 }

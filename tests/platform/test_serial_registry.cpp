@@ -98,6 +98,9 @@ TEST(SerialPortRegistry, ReadsSysfsAndMatchesTheUserMapByRealPath) {
   tree.WriteFile("sys/devices/usb1/1-2/manufacturer", "FTDI\n");
   tree.WriteFile("sys/devices/usb1/1-2/product", "FT232R USB UART\n");
   tree.WriteFile("sys/devices/usb1/1-3/product", "Card Reader\n");
+  // The adapter's serial number; the card reader has none, and the host controller's is not its.
+  tree.WriteFile("sys/devices/usb1/1-2/serial", "A50285BI\n");
+  tree.WriteFile("sys/devices/usb1/serial", "0000:00:14.0\n");
   SetSysfsRootForTesting(sys);
   SetDeviceFolderForTesting(dev);
 
@@ -107,6 +110,8 @@ TEST(SerialPortRegistry, ReadsSysfsAndMatchesTheUserMapByRealPath) {
   ASSERT_EQ(ports.size(), 3u);
   EXPECT_EQ(ports[1].description, "Card Reader");
   EXPECT_EQ(ports[2].description, "FTDI FT232R USB UART");
+  EXPECT_EQ(ports[1].usb_serial, "");
+  EXPECT_EQ(ports[2].usb_serial, "A50285BI");
 
   // The user's by-id link is the adapter itself: it takes COM2 and is shown as the user wrote it.
   const std::string by_id = d + "/serial/by-id/usb-FTDI-if00";
@@ -114,6 +119,7 @@ TEST(SerialPortRegistry, ReadsSysfsAndMatchesTheUserMapByRealPath) {
   SetUserPortMapSource([by_id] { return std::vector<PortMapEntry>{{"COM2", by_id}}; });
   EXPECT_EQ(Listing(ListSerialPorts()), "COM1=" + d + "/ttyS0 COM2=" + by_id + "* COM3=" + d + "/ttyACM0");
   EXPECT_EQ(FindSerialPort(2).value_or(SerialPortInfo{}).description, "FTDI FT232R USB UART");
+  EXPECT_EQ(FindSerialPort(2).value_or(SerialPortInfo{}).usb_serial, "A50285BI");
   EXPECT_FALSE(FindSerialPort(4).has_value());
 
   SetUserPortMapSource(nullptr);
