@@ -69,6 +69,30 @@ TEST(ConsoleCommandLine, LongOptionsSpellTheSameRequests) {
   EXPECT_THAT(ParseError({"--port", "COM3"}), ::testing::StartsWith("nothing to do"));
 }
 
+TEST(ConsoleCommandLine, StationTakesPortNamesAndRefusesWhatASingleRunTakes) {
+  const ConsoleRequest request =
+      Parsed({"--station", "/WriteFile:job.cfg", "--ports", " com3,HID12,,COM3", "--trace=t.csv", "-v"});
+  EXPECT_EQ(request.action, ConsoleRequest::Action::kStation);
+  EXPECT_EQ(request.station_ports, (std::vector<std::string>{"COM3", "HID12"}));
+  EXPECT_EQ(request.trace, "t.csv");
+  EXPECT_TRUE(request.verbose);
+  EXPECT_TRUE(Parsed({"--station", "--write-default"}).station_ports.empty());  // every port
+  EXPECT_EQ(Parsed({"--read-to", "a.cfg", "--trace", "t.csv"}).trace, "t.csv");
+
+  const std::pair<std::vector<std::string>, const char*> refused[] = {
+      {{"--station", "--read-to", "a.cfg"}, "--station needs"},
+      {{"--station", "--write-default", "--port", "COM3"}, "--station watches"},
+      {{"--station", "--write-default", "--dry-run"}, "--dry-run does not go"},
+      {{"--station", "--write-default", "--ports", "COM3,LPT1"}, "--ports: \"LPT1\""},
+      {{"--station", "--write-default", "--ports", "COM03"}, "--ports: \"COM03\""},
+      {{"--station", "--write-default", "--ports", ","}, "--ports needs"},
+      {{"--write-default", "--ports", "COM3"}, "--ports goes with --station"},
+      {{"--write-default", "--verbose"}, "--verbose goes with --station"},
+      {{"--export-hex", "a.cfg", "a.hex", "--trace", "t.csv"}, "--trace goes with"},
+  };
+  for (const auto& [args, error] : refused) EXPECT_THAT(ParseError(args), ::testing::StartsWith(error)) << error;
+}
+
 TEST(ConsoleCommandLine, ConsoleModeIsChosenOnlyByItsOwnSwitchesAndOptions) {
   for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
            {"/writedefault"}, {"/TestAll", "/WriteFile:x.cfg"}, {"--read-to=x.cfg"}, {"-h"}}) {
