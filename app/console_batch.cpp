@@ -392,7 +392,10 @@ class ConsoleRun {
   }
 
   void ClosePort() {
-    if (engine_.PortOpen()) engine_.SetPortOpen(false);
+    if (!engine_.PortOpen()) return;
+    // Read from the open line: a closed port shows the settings it was opened with.
+    if (job_.record != nullptr) job_.record->line_settings = engine_.Settings();
+    engine_.SetPortOpen(false);
   }
 
  private:

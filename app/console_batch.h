@@ -53,6 +53,9 @@ struct ConsoleJobRecord {
   std::vector<uint8_t> image;
   std::string alias;
   int registers_written = 0;
+  // The line settings the port had when the run closed it: where the reader answered last, which is the
+  // file's rate after a write that moved the reader.
+  std::string line_settings;
 };
 
 struct ConsoleJob {

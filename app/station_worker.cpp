@@ -151,12 +151,17 @@ class StationWorker {
     engine_.SetPortOpen(true);
     if (engine_.PortOpen()) {
       open_failure_.clear();
+      told_failure_.clear();
       return true;
     }
-    // A port that is not there is what the worker waits for; any other reason the person must hear, once.
+    // A port that is not there is what the worker waits for; any other reason the person must hear, once,
+    // when it holds on two looks in a row: a port that has just appeared may be busy for a moment.
     const platform::PortResult why = engine_.LastOpenResult();
     const std::string failure = why.failure == platform::PortFailure::kNotPresent ? "" : why.message;
-    if (!failure.empty() && failure != open_failure_) Send(kStationNote, {port_ + ": " + failure});
+    if (!failure.empty() && failure == open_failure_ && failure != told_failure_) {
+      Send(kStationNote, {port_ + ": " + failure});
+      told_failure_ = failure;
+    }
     open_failure_ = failure;
     return false;
   }
@@ -203,7 +208,7 @@ class StationWorker {
          ResultMessage(MakeTraceRecord(port_, identity, record, console_result::ExitStatusOf(result), seconds))
              .fields);
     // The job may have followed the reader to the file's rate: the next look asks there.
-    if (engine_.Settings().size() > 0) settings_ = engine_.Settings();
+    if (!record.line_settings.empty()) settings_ = record.line_settings;
     state_ = State::kWritten;
     written_version_ = record.version_text;
     misses_ = 0;
@@ -224,7 +229,9 @@ class StationWorker {
   State state_ = State::kLooking;
   std::string written_version_;
   int misses_ = 0;
+  // Why the last open failed, and the reason last told to the person.
   std::string open_failure_;
+  std::string told_failure_;
   int stop_signal_ = 0;
   bool busy_ = false;
   bool look_again_ = false;
