@@ -68,13 +68,17 @@ TEST(Station, ReadersTogetherAndLaterAreEachWrittenOnceAndTraced) {
   ASSERT_TRUE(station.WaitForLines(" 0 written and checked", 3)) << ::testing::PrintToString(station.Lines());
   for (msrsim::EmulatedReader* reader : readers) EXPECT_EQ(HexOf(reader->Registers()), HexOf(wanted));
 
-  // One more reader later, on a port that had none: written as well, while the others, polled meanwhile,
-  // are left alone.
-  msrsim::EmulatedReader* late = bench.AddReader("COM7", Numbered(Changed(wanted, {0x40}), "SN-COM7"));
+  // One more reader later, on a port that had none, at another rate, which the file moves it off: written
+  // as well, and looked at on its new rate afterwards; the others, polled meanwhile, are left alone.
+  msrsim::ReaderConfig other_rate = Numbered(Changed(wanted, {0x40}), "SN-COM7");
+  other_rate.line_rate = 9600;
+  msrsim::EmulatedReader* late = bench.AddReader("COM7", other_rate);
   ASSERT_NE(late, nullptr);
   ASSERT_TRUE(station.WaitForLines(" 0 written and checked", 4));
-  const size_t polls_before = readers[0]->TransactionCount();
-  ASSERT_TRUE(readers[0]->WaitForTransactions(polls_before + 2, 10000)) << "the station stopped looking";
+  const size_t polls_before = late->TransactionCount();
+  ASSERT_TRUE(late->WaitForTransactions(polls_before + 2, 10000)) << "the station stopped looking";
+  const std::vector<msrsim::Transaction> polls = late->Transactions();
+  for (size_t i = polls_before; i < polls.size(); ++i) EXPECT_EQ(polls[i].host_rate, 19200u) << polls[i].request;
   EXPECT_EQ(HexOf(late->Registers()), HexOf(wanted));
   for (msrsim::EmulatedReader* reader : readers) EXPECT_EQ(WriteCount(*reader), 3u);
 
@@ -91,7 +95,7 @@ TEST(Station, ReadersTogetherAndLaterAreEachWrittenOnceAndTraced) {
     EXPECT_EQ(rows[i][10], file);
     EXPECT_EQ(rows[i][11], Sha256Hex(std::vector<uint8_t>(wanted.begin(), wanted.end())));
   }
-  EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "COM7"), std::vector<std::string>{"0,1"});
+  EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "COM7"), std::vector<std::string>{"0,2"});
 }
 
 TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeighbourHarmsNoOther) {
