@@ -10,10 +10,10 @@
 #include "app/console_command_line.h"
 #include "app/console_output.h"
 #include "app/console_trace.h"
+#include "app/frmMain.h"
 #include "app/station.h"
 #include "app/station_worker.h"
 #include "app/trace_log.h"
-#include "app/frmMain.h"
 #include "platform/clock.h"
 #include "platform/event_loop.h"
 #include "platform/signals.h"
@@ -55,13 +55,14 @@ class StopOnSignal {
   explicit StopOnSignal(ucGNet& engine) {
     const int fd = platform::StopSignalFd();
     if (fd < 0) return;
-    watch_ = platform::CurrentEventLoop().WatchDescriptor(fd, platform::kIoReadable, [this, &engine](unsigned) {
-      signal_ = platform::TakeStopSignal();
-      if (signal_ == 0) return;
-      engine.SetGNetCancel(true);
-      // A second Ctrl-C ends the program at once.
-      platform::RestoreDefaultStopSignals();
-    });
+    watch_ =
+        platform::CurrentEventLoop().WatchDescriptor(fd, platform::kIoReadable, [this, &engine](unsigned) {
+          signal_ = platform::TakeStopSignal();
+          if (signal_ == 0) return;
+          engine.SetGNetCancel(true);
+          // A second Ctrl-C ends the program at once.
+          platform::RestoreDefaultStopSignals();
+        });
   }
   const int* Signal() const { return &signal_; }
 
@@ -77,9 +78,11 @@ int TraceRun(const ConsoleRequest& request, const std::string& port, const PortI
   const int status = console_result::ExitStatusOf(result);
   std::string text;
   if (request.dry_run && status == console_result::kOk) text = "dry run, nothing written";
-  if (request.action == ConsoleRequest::Action::kReadTo && status == console_result::kOk) text = "read to file";
+  if (request.action == ConsoleRequest::Action::kReadTo && status == console_result::kOk)
+    text = "read to file";
   std::string error;
-  if (AppendTraceRecord(request.trace, MakeTraceRecord(port, identity, record, status, seconds, text), &error)) {
+  if (AppendTraceRecord(request.trace, MakeTraceRecord(port, identity, record, status, seconds, text),
+                        &error)) {
     return result;
   }
   out.Note("Can't add the run to the trace file " + request.trace + ": " + error);
@@ -160,10 +163,12 @@ int RunConsoleMode(int argc, char** argv) {
   // Whoever reads the lines may go away; the run still finishes and sets its code.
   platform::IgnorePipeAndBackgroundReadSignals();
   InstallUserPortMap();
-  if (request.action == ConsoleRequest::Action::kStation) return RunStation(request);
-  if (request.action == ConsoleRequest::Action::kStationWorker) return RunStationWorker(request);
+  const bool station = request.action == ConsoleRequest::Action::kStation ||
+                       request.action == ConsoleRequest::Action::kStationWorker;
   int result = console_result::kStepFailed;
   try {
+    if (request.action == ConsoleRequest::Action::kStation) return RunStation(request);
+    if (request.action == ConsoleRequest::Action::kStationWorker) return RunStationWorker(request);
     result = request.action == ConsoleRequest::Action::kExportHex
                  ? ExportHexFile(out, request.export_cfg, request.export_hex)
                  : RunOnWindow(request, args, out);
@@ -172,6 +177,8 @@ int RunConsoleMode(int argc, char** argv) {
   } catch (...) {
     out.Note("RunConsoleMode - unknown error");
   }
+  // The station has its own summary; a station that failed this way reached no reader's end.
+  if (station) return kStepFailedStatus;
   const FinalLines final_lines = FinalLinesOf(request);
   out.Line(result == console_result::kOk ? final_lines.ok : final_lines.fail);
   return console_result::ExitStatusOf(result);

@@ -29,8 +29,9 @@ void SplitVersionText(const std::string& version, std::string& serial_number, st
   firmware = platform::text::Trim(version.substr(comma + 1));
 }
 
-TraceRecord MakeTraceRecord(const std::string& port, const PortIdentity& identity, const ConsoleJobRecord& job,
-                            int status, double seconds, const std::string& result_text) {
+TraceRecord MakeTraceRecord(const std::string& port, const PortIdentity& identity,
+                            const ConsoleJobRecord& job, int status, double seconds,
+                            const std::string& result_text) {
   TraceRecord record;
   record.utc_time = platform::UtcTimeIso8601();
   record.host = platform::HostName();

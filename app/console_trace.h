@@ -22,5 +22,6 @@ void SplitVersionText(const std::string& version, std::string& serial_number, st
 
 // The row of a run that ended with exit status `status` after `seconds`, at the time of this call.
 // `result_text` empty: the status's meaning.
-TraceRecord MakeTraceRecord(const std::string& port, const PortIdentity& identity, const ConsoleJobRecord& job,
-                            int status, double seconds, const std::string& result_text = "");
+TraceRecord MakeTraceRecord(const std::string& port, const PortIdentity& identity,
+                            const ConsoleJobRecord& job, int status, double seconds,
+                            const std::string& result_text = "");

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -44,6 +45,18 @@ void PrintError(const std::string& line) {
   platform::WriteStandardStream(platform::StandardStream::kError, "msrcfg: " + line + "\n");
 }
 
+// Runs an event handler; a failure inside it is reported in the "Name - description" form and the
+// station goes on with its other ports.
+void Trap(const char* handler, const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const std::exception& error) {
+    PrintError(std::string(handler) + " - " + error.what());
+  } catch (...) {
+    PrintError(std::string(handler) + " - unknown error");
+  }
+}
+
 std::string Padded(std::string text, size_t width) {
   if (text.size() < width) text.append(width - text.size(), ' ');
   return text;
@@ -77,10 +90,12 @@ class Station {
     platform::EventLoop& loop = platform::CurrentEventLoop();
     const int stop_fd = platform::StopSignalFd();
     if (stop_fd >= 0) {
-      stop_watch_ = loop.WatchDescriptor(stop_fd, platform::kIoReadable, [this](unsigned) { OnStopSignal(); });
+      stop_watch_ = loop.WatchDescriptor(stop_fd, platform::kIoReadable, [this](unsigned) {
+        Trap("OnStopSignal", [this] { OnStopSignal(); });
+      });
     }
     FollowDevices();
-    tick_ = loop.CreateTimer([this] { Tick(); });
+    tick_ = loop.CreateTimer([this] { Trap("Tick", [this] { Tick(); }); });
     tick_->Start(kTickMs);
 
     Print("Station: writing " + what_ + " into every reader on " +
@@ -145,19 +160,26 @@ class Station {
       *monitor = std::make_unique<platform::HotplugMonitor>(
           tty ? platform::OpenTtyEventSource() : platform::OpenHidrawEventSource(),
           tty ? platform::SerialPortNames() : platform::HidPortNames());
-      (*monitor)->OnArrival = [this](const std::string& name) { OnDeviceEvent(name); };
-      (*monitor)->OnRemoval = [this](const std::string& name) { OnDeviceEvent(name); };
+      (*monitor)->OnArrival = [this](const std::string& name) {
+        Trap("OnArrival", [&] { OnDeviceEvent(name); });
+      };
+      (*monitor)->OnRemoval = [this](const std::string& name) {
+        Trap("OnRemoval", [&] { OnDeviceEvent(name); });
+      };
     }
     platform::EnsureUserConfigDir();
     settings_watch_ = platform::WatchFolder(platform::UserConfigDir());
     if (settings_watch_) {
       settings_watch_handle_ = platform::CurrentEventLoop().WatchDescriptor(
-          settings_watch_->Descriptor(), platform::kIoReadable, [this](unsigned) {
-            if (!settings_watch_->TakeChanges() || stopping_) return;
-            StartWorkers();
-            for (auto& [name, worker] : workers_) Nudge(worker);
-          });
+          settings_watch_->Descriptor(), platform::kIoReadable,
+          [this](unsigned) { Trap("OnSettingsChanged", [this] { OnSettingsChanged(); }); });
     }
+  }
+
+  void OnSettingsChanged() {
+    if (!settings_watch_->TakeChanges() || stopping_) return;
+    StartWorkers();
+    for (auto& [name, worker] : workers_) Nudge(worker);
   }
 
   void OnDeviceEvent(const std::string& name) {
@@ -207,7 +229,8 @@ class Station {
     worker.pending.clear();
     worker.in_job = false;
     worker.watch = platform::CurrentEventLoop().WatchDescriptor(
-        worker.child.from_child, platform::kIoReadable, [this, name](unsigned) { ReadWorker(name); });
+        worker.child.from_child, platform::kIoReadable,
+        [this, name](unsigned) { Trap("ReadWorker", [&] { ReadWorker(name); }); });
   }
 
   void ReadWorker(const std::string& name) {
@@ -281,7 +304,8 @@ class Station {
     Print(platform::LocalTimeHms() + "  " + Padded(record.port, 6) + " SN " +
           Padded(record.serial_number.empty() ? "-" : record.serial_number, 12) + " " +
           Padded(record.identification.empty() ? "-" : record.identification, 22) + " " +
-          std::to_string(record.result) + " " + record.result_text + "  " + Seconds(record.seconds) + trace_note);
+          std::to_string(record.result) + " " + record.result_text + "  " + Seconds(record.seconds) +
+          trace_note);
   }
 
   void WorkerEnded(const std::string& name, Worker& worker) {
@@ -355,10 +379,13 @@ class Station {
     return std::to_string(s) + " s";
   }
 
-  static std::string Readers(int count) { return std::to_string(count) + (count == 1 ? " reader" : " readers"); }
+  static std::string Readers(int count) {
+    return std::to_string(count) + (count == 1 ? " reader" : " readers");
+  }
 
   void PrintSummary() {
-    Print("Station stopped after " + Duration(platform::MonotonicMs() - started_ms_) + ": " + Readers(readers_));
+    Print("Station stopped after " + Duration(platform::MonotonicMs() - started_ms_) + ": " +
+          Readers(readers_));
     for (const auto& [status, count] : by_status_) {
       const std::string meaning =
           status == kOk ? "written and checked, or nothing to write" : console_result::MeaningOf(status, 0);

@@ -57,7 +57,8 @@ bool DecodeStationMessage(const std::string& line, StationMessage& message) {
   size_t start = 0;
   for (;;) {
     const size_t tab = line.find('\t', start);
-    parts.push_back(Unescaped(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start)));
+    parts.push_back(
+        Unescaped(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start)));
     if (tab == std::string::npos) break;
     start = tab + 1;
   }
@@ -69,11 +70,11 @@ bool DecodeStationMessage(const std::string& line, StationMessage& message) {
 StationMessage ResultMessage(const TraceRecord& record) {
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.3f", record.seconds);
-  return {kStationResult,
-          {record.utc_time, record.host, record.port, record.device, record.adapter_serial, record.identification,
-           record.serial_number, record.firmware, record.file, record.image_sha256, record.alias,
-           std::to_string(record.registers_written), std::to_string(record.result), record.result_text,
-           seconds}};
+  return {
+      kStationResult,
+      {record.utc_time, record.host, record.port, record.device, record.adapter_serial, record.identification,
+       record.serial_number, record.firmware, record.file, record.image_sha256, record.alias,
+       std::to_string(record.registers_written), std::to_string(record.result), record.result_text, seconds}};
 }
 
 bool RecordOfResult(const StationMessage& message, TraceRecord& record) {

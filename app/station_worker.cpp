@@ -1,6 +1,7 @@
 #include "app/station_worker.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,19 +47,33 @@ class StationWorker {
 
   int Run() {
     platform::EventLoop& loop = platform::CurrentEventLoop();
-    probe_timer_ = loop.CreateTimer([this] { Probe(); });
+    probe_timer_ = loop.CreateTimer([this] { Trap("Probe", [this] { Probe(); }); });
     probe_timer_->Start(kProbeIntervalMs);
-    input_watch_ = loop.WatchDescriptor(kStandardInput, platform::kIoReadable, [this](unsigned) { OnInput(); });
+    input_watch_ = loop.WatchDescriptor(kStandardInput, platform::kIoReadable,
+                                        [this](unsigned) { Trap("OnInput", [this] { OnInput(); }); });
     const int stop_fd = platform::StopSignalFd();
     if (stop_fd >= 0) {
-      stop_watch_ = loop.WatchDescriptor(stop_fd, platform::kIoReadable, [this](unsigned) { OnStopSignal(); });
+      stop_watch_ = loop.WatchDescriptor(stop_fd, platform::kIoReadable, [this](unsigned) {
+        Trap("OnStopSignal", [this] { OnStopSignal(); });
+      });
     }
-    loop.Post([this] { Probe(); });
+    loop.Post([this] { Trap("Probe", [this] { Probe(); }); });
     return loop.Run();
   }
 
  private:
   enum class State { kLooking, kWritten };
+
+  // Runs an event handler; a failure inside it goes to the station as a note, and the worker goes on.
+  void Trap(const char* handler, const std::function<void()>& body) {
+    try {
+      body();
+    } catch (const std::exception& error) {
+      Send(kStationNote, {std::string(handler) + " - " + error.what()});
+    } catch (...) {
+      Send(kStationNote, {std::string(handler) + " - unknown error"});
+    }
+  }
 
   void Send(const char* kind, std::vector<std::string> fields) {
     platform::WriteStandardStream(platform::StandardStream::kOutput,
@@ -99,7 +114,7 @@ class StationWorker {
       look_again_ = true;
       return;
     }
-    platform::CurrentEventLoop().Post([this] { Probe(); });
+    platform::CurrentEventLoop().Post([this] { Trap("Probe", [this] { Probe(); }); });
   }
 
   // Looks at the port: opens it when it can, asks whether a reader answers, and writes a new one.
@@ -204,9 +219,9 @@ class StationWorker {
     const int64_t started = platform::MonotonicMs();
     const int result = DoConsole(window_, out, job);
     const double seconds = static_cast<double>(platform::MonotonicMs() - started) / 1000.0;
-    Send(kStationResult,
-         ResultMessage(MakeTraceRecord(port_, identity, record, console_result::ExitStatusOf(result), seconds))
-             .fields);
+    Send(kStationResult, ResultMessage(MakeTraceRecord(port_, identity, record,
+                                                       console_result::ExitStatusOf(result), seconds))
+                             .fields);
     // The job may have followed the reader to the file's rate: the next look asks there.
     if (!record.line_settings.empty()) settings_ = record.line_settings;
     state_ = State::kWritten;

@@ -15,7 +15,8 @@ StationRun::StationRun(const ConsoleBench& bench, const std::vector<std::string>
   std::vector<std::string> command = bench.Command({"--station"});
   command.insert(command.end(), args.begin(), args.end());
   std::string error;
-  if (!platform::StartPipedChild(command, child_, error)) ADD_FAILURE() << "cannot start the station: " << error;
+  if (!platform::StartPipedChild(command, child_, error))
+    ADD_FAILURE() << "cannot start the station: " << error;
 }
 
 StationRun::~StationRun() {

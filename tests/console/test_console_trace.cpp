@@ -31,12 +31,14 @@ TEST(ConsoleTrace, WriteAndReadLeaveTheirRowsAndAnUnwritableTraceTouchesNoReader
   const std::string trace = bench.Work().File("trace.csv");
 
   EXPECT_EQ(bench.Run({"--write-file", file, "--port", "COM5", "--trace", trace}).exit_code, 0);
-  EXPECT_EQ(bench.Run({"--read-to", bench.Work().File("saved.cfg"), "--port", "COM5", "--trace", trace}).exit_code,
-            0);
+  EXPECT_EQ(
+      bench.Run({"--read-to", bench.Work().File("saved.cfg"), "--port", "COM5", "--trace", trace}).exit_code,
+      0);
   const std::vector<std::string> rows = Lines(bench.Work().ReadFile("trace.csv"));
   ASSERT_EQ(rows.size(), 3u);
   EXPECT_THAT(rows[0], ::testing::StartsWith("utc_time,host,port,"));
-  EXPECT_THAT(rows[1], HasSubstr(",COM5," + reader->Path() + ",,\"KRD36AR,3TRACK,UART\",A7-0042,V2.10," + file));
+  EXPECT_THAT(rows[1],
+              HasSubstr(",COM5," + reader->Path() + ",,\"KRD36AR,3TRACK,UART\",A7-0042,V2.10," + file));
   EXPECT_THAT(rows[1], HasSubstr(",SHOP-1,2,0,written and checked,"));
   EXPECT_THAT(rows[2], HasSubstr(",SHOP-1,0,0,read to file,"));
 
@@ -53,11 +55,13 @@ TEST(ConsoleTrace, SigtermDuringTheWritesEndsTheRunAsCancelledAndTracesIt) {
   slow.latency_ms = 500;  // the four writes take two seconds
   msrsim::EmulatedReader* reader = bench.AddReader("COM5", slow);
   ASSERT_NE(reader, nullptr);
-  const std::string file = bench.WriteCfg("job.cfg", HexOf(Changed(FactoryImage(), {0x10, 0x20, 0x30, 0x40})));
+  const std::string file =
+      bench.WriteCfg("job.cfg", HexOf(Changed(FactoryImage(), {0x10, 0x20, 0x30, 0x40})));
   platform::PipedChild run;
   std::string error;
   ASSERT_TRUE(platform::StartPipedChild(
-      bench.Command({"--write-file", file, "--port", "COM5", "--trace", bench.Work().File("t.csv"), "-q"}), run, error))
+      bench.Command({"--write-file", file, "--port", "COM5", "--trace", bench.Work().File("t.csv"), "-q"}),
+      run, error))
       << error;
   std::string output;
   uint8_t buffer[1024];

@@ -78,7 +78,8 @@ TEST(Station, ReadersTogetherAndLaterAreEachWrittenOnceAndTraced) {
   const size_t polls_before = late->TransactionCount();
   ASSERT_TRUE(late->WaitForTransactions(polls_before + 2, 10000)) << "the station stopped looking";
   const std::vector<msrsim::Transaction> polls = late->Transactions();
-  for (size_t i = polls_before; i < polls.size(); ++i) EXPECT_EQ(polls[i].host_rate, 19200u) << polls[i].request;
+  for (size_t i = polls_before; i < polls.size(); ++i)
+    EXPECT_EQ(polls[i].host_rate, 19200u) << polls[i].request;
   EXPECT_EQ(HexOf(late->Registers()), HexOf(wanted));
   for (msrsim::EmulatedReader* reader : readers) EXPECT_EQ(WriteCount(*reader), 3u);
 
@@ -117,8 +118,10 @@ TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeig
   ASSERT_NE(first, nullptr);
   ASSERT_NE(healthy, nullptr);
 
-  StationRun station(bench, {"--write-file", file, "--ports", "COM5,COM6,HID1", "--trace", trace, "--verbose"});
-  ASSERT_TRUE(station.WaitForLines("COM5   SN 12345678     KRD36AR,3TRACK,UART    5 writing a register failed"));
+  StationRun station(bench,
+                     {"--write-file", file, "--ports", "COM5,COM6,HID1", "--trace", trace, "--verbose"});
+  ASSERT_TRUE(
+      station.WaitForLines("COM5   SN 12345678     KRD36AR,3TRACK,UART    5 writing a register failed"));
   ASSERT_TRUE(station.WaitForLines("COM5   reader gone"));
   ASSERT_TRUE(station.WaitForLines("HID1   SN 12345678     KRD36AR,3TRACK,UART    0 written and checked"));
   EXPECT_EQ(HexOf(healthy->Registers()), HexOf(wanted));
@@ -132,7 +135,8 @@ TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeig
 
   ASSERT_TRUE(station.WaitForLines("COM6   SN"));
   EXPECT_EQ(station.Stop(), 7);
-  EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "COM5"), (std::vector<std::string>{"5,2", "0,1"}));
+  EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "COM5"),
+            (std::vector<std::string>{"5,2", "0,1"}));
   EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "HID1"), std::vector<std::string>{"0,3"});
   EXPECT_THAT(station.LinesWith("ended with 5 (writing a register failed)"), ::testing::SizeIs(1));
 }
