@@ -190,6 +190,10 @@ class StationWorker {
     if (every_rate) {
       rates = gnet::ScanRateList(app_settings::ReadScanSettings(false).baud_rates,
                                  gnet::RateOfEntry(engine_.Settings()));
+      // The list's empty entry keeps the line as it is: the rate just tried, which a silent port would
+      // cost another wait for nothing.
+      std::erase(rates, std::string());
+      if (rates.empty()) rates = {""};
     }
     std::string identification;
     for (const std::string& rate : rates) {
