@@ -162,6 +162,9 @@ class ConsoleRun {
         port = engine_.CommPort();
         out_.Line("Found a device at " + port);
       }
+    } else if (job_.use_open_port && engine_.PortOpen() &&
+               platform::text::EqualNoCase(engine_.CommPort(), port)) {
+      open_tried = true;
     } else {
       if (engine_.PortOpen()) {
         engine_.SetPortOpen(false);
@@ -197,7 +200,7 @@ class ConsoleRun {
       return false;
     }
 
-    WaitMs(kSettleDelayMs);
+    if (!job_.use_open_port) WaitMs(kSettleDelayMs);
     identification_ = StripAcknowledge(engine_.Polling(0));
     if (Stopping()) return false;
     if (job_.record != nullptr) job_.record->identification = identification_;
@@ -395,7 +398,7 @@ class ConsoleRun {
     if (!engine_.PortOpen()) return;
     // Read from the open line: a closed port shows the settings it was opened with.
     if (job_.record != nullptr) job_.record->line_settings = engine_.Settings();
-    engine_.SetPortOpen(false);
+    if (!job_.use_open_port) engine_.SetPortOpen(false);
   }
 
  private:

@@ -66,6 +66,10 @@ struct ConsoleJob {
   std::string port_settings;
   // Compare and tell what would be written; write nothing.
   bool dry_run = false;
+  // The caller has the port open, at the settings where the reader has just answered (a station's
+  // worker): the run goes on on that line instead of closing it and waiting to open it again, and leaves
+  // it open for the caller at its end.
+  bool use_open_port = false;
   // Filled in as the run goes, when given; the run then also asks the reader for its version text.
   ConsoleJobRecord* record = nullptr;
   // The number of a signal that asked the run to stop, 0 while none did; the caller sets it (and the

@@ -133,19 +133,17 @@ class StationWorker {
 
   void ProbeOnce() {
     engine_.SetGNetCancel(false);
+    // A port that is missing on one look may be a settings file caught in the middle of a rewrite: a
+    // written reader counts as gone only when two looks in a row miss it.
     if (!engine_.PortOpen() && !Open()) {
-      if (state_ == State::kWritten) Gone("the port went away");
+      if (state_ == State::kWritten && ++misses_ >= kMissesUntilGone) Gone("the port went away");
       return;
     }
     std::string identification = Poll(state_ == State::kLooking);
     if (stop_signal_ != 0) return;
     if (state_ == State::kWritten) {
       if (identification.empty()) {
-        if (!engine_.PortOpen()) {
-          Gone("hang-up");
-        } else if (++misses_ >= kMissesUntilGone) {
-          Gone("no answer");
-        }
+        if (++misses_ >= kMissesUntilGone) Gone(engine_.PortOpen() ? "no answer" : "hang-up");
         return;
       }
       misses_ = 0;
@@ -216,6 +214,7 @@ class StationWorker {
     job.file_name = request_.file_name;
     job.port = port_;
     job.port_settings = settings_;
+    job.use_open_port = true;
     job.record = &record;
     job.stop_signal = &stop_signal_;
     ConsoleOutput out([this](const std::string& line) { Send(kStationStep, {Bare(line)}); },
