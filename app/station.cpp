@@ -301,11 +301,17 @@ class Station {
     ++readers_;
     ++by_status_[record.result];
     if (record.result != kOk) some_failed_ = true;
-    Print(platform::LocalTimeHms() + "  " + Padded(record.port, 6) + " SN " +
-          Padded(record.serial_number.empty() ? "-" : record.serial_number, 12) + " " +
-          Padded(record.identification.empty() ? "-" : record.identification, 22) + " " +
-          std::to_string(record.result) + " " + record.result_text + "  " + Seconds(record.seconds) +
-          trace_note);
+    const std::string line = platform::LocalTimeHms() + "  " + Padded(record.port, 6) + " SN " +
+                             Padded(record.serial_number.empty() ? "-" : record.serial_number, 12) + " " +
+                             Padded(record.identification.empty() ? "-" : record.identification, 22) + " " +
+                             std::to_string(record.result) + " " + record.result_text + "  " +
+                             Seconds(record.seconds) + trace_note;
+    // At the line a glance must tell a good reader from a bad one; a log file or a pipe gets the plain text.
+    if (colour_) {
+      Print((record.result == kOk && trace_note.empty() ? "\033[32m" : "\033[1;31m") + line + "\033[0m");
+    } else {
+      Print(line);
+    }
   }
 
   void WorkerEnded(const std::string& name, Worker& worker) {
@@ -395,6 +401,9 @@ class Station {
   }
 
   const ConsoleRequest& request_;
+  // Result lines in green and red: only on a terminal, and not for people who turned colours off.
+  const bool colour_ =
+      platform::IsTerminal(platform::StandardStream::kOutput) && platform::GetEnvironment("NO_COLOR").empty();
   std::string file_;  // absolute; empty for each model's default file
   std::string what_;
   std::string executable_;
