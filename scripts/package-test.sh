@@ -69,6 +69,33 @@ code=0
 echo "msrcfg /WriteDefault exit code $code"
 [ "$code" -eq 0 ] || fail "the installed msrcfg did not write the default file"
 
+echo "== production station against the installed emulator"
+# The station starts its port workers from its own executable: the installed one must find itself.
+mkfifo station.out
+/usr/bin/msrcfg --station --write-default --ports COM8 --trace trace.csv >station.out 2>station.err &
+station_pid=$!
+pids+=("$station_pid")
+exec 5<station.out
+/usr/bin/msrsim --register COM8 --fill 00 >/dev/null 2>sim8.err &
+pids+=($!)
+result=""
+while read -r -t 60 -u 5 line; do
+  echo "station: $line"
+  case $line in *" COM8   SN "*)
+    result=$line
+    break
+    ;;
+  esac
+done
+[ -n "$result" ] || fail "the installed station wrote no reader: $(cat station.err)"
+case $result in *" 0 written and checked"*) ;; *) fail "the installed station's reader did not end with 0" ;; esac
+code=0
+kill -TERM "$station_pid"
+wait "$station_pid" || code=$?
+[ "$code" -eq 0 ] || fail "the station ended with exit code $code: $(cat station.err)"
+[ "$(wc -l <trace.csv)" -eq 2 ] || fail "the trace file does not hold its header and one row"
+echo "station exit code 0, trace: $(tail -1 trace.csv)"
+
 echo "== window under Xvfb"
 mkfifo xvfb.fd
 Xvfb -displayfd 4 -screen 0 1024x768x24 -nolisten tcp 4>xvfb.fd 2>xvfb.err &
