@@ -139,23 +139,33 @@ class StationWorker {
       if (state_ == State::kWritten && ++misses_ >= kMissesUntilGone) Gone("the port went away");
       return;
     }
-    std::string identification = Poll(state_ == State::kLooking);
-    if (stop_signal_ != 0) return;
-    if (state_ == State::kWritten) {
-      if (identification.empty()) {
-        if (++misses_ >= kMissesUntilGone) Gone(engine_.PortOpen() ? "no answer" : "hang-up");
-        return;
-      }
-      misses_ = 0;
-      // Another unit of the same model put in between two looks answers the same poll: its version text
-      // (which holds its serial number) tells it from the one written.
-      const std::string version = engine_.GetVersion();
-      if (version.empty() || version == written_version_) return;
-      Gone("another unit answers");
-      identification = Poll(false);
-      if (identification.empty()) return;
+    // The reader written last is looked at: still there, gone, or another unit in its place, which is
+    // the one to write now.
+    if (state_ == State::kWritten && !AnotherUnitInItsPlace()) return;
+    const std::string identification = Poll(state_ == State::kLooking);
+    if (stop_signal_ == 0 && !identification.empty()) WriteReader(identification);
+  }
+
+  // Asks the reader written last whether it is still there; two looks in a row without an answer make it
+  // gone. True only when another unit answers in its place.
+  bool AnotherUnitInItsPlace() {
+    engine_.SetGNetTimeout(ucGNet::kScanTimeoutMs);
+    // The version text holds the unit's serial number, which tells another unit of the same model put in
+    // between two looks from the one written; a reader that is busy with something ("N" to a poll)
+    // answers it all the same. Only a reader that gave no version text is polled instead.
+    const std::string version = engine_.GetVersion();
+    const bool answered =
+        !version.empty() || (written_version_.empty() && !StripAcknowledge(engine_.Polling(0)).empty());
+    engine_.SetGNetTimeout(ucGNet::kDefaultTimeoutMs);
+    if (stop_signal_ != 0) return false;
+    if (!answered) {
+      if (++misses_ >= kMissesUntilGone) Gone(engine_.PortOpen() ? "no answer" : "hang-up");
+      return false;
     }
-    if (!identification.empty()) WriteReader(identification);
+    misses_ = 0;
+    if (version.empty() || version == written_version_) return false;
+    Gone("another unit answers");
+    return true;
   }
 
   bool Open() {
