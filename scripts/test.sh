@@ -3,7 +3,8 @@
 #   1. the normal build (warnings as errors) and every test;
 #   2. the same tests built with AddressSanitizer and UndefinedBehaviorSanitizer (./build-asan);
 #   3. every fuzz target for 60 seconds from its seed corpus (./build-fuzz, clang);
-#   4. the short soak: console batch writes against emulated readers with faults on;
+#   4. the short soaks: console batch writes, and a production station, against emulated readers with
+#      faults on;
 #   5. the Debian package: built, checked by lintian, installed, used, removed (scripts/package-test.sh).
 # MSR_BUILD_DIR, MSR_ASAN_BUILD_DIR and MSR_FUZZ_BUILD_DIR pick other build folders.
 set -euo pipefail
@@ -31,6 +32,9 @@ bash "$top/scripts/fuzz.sh" 60
 
 section "short soak"
 MSR_BUILD_DIR=$build bash "$top/scripts/soak.sh" --short
+
+section "short station soak"
+MSR_BUILD_DIR=$build bash "$top/scripts/station-soak.sh" --short
 
 section "Debian package"
 bash "$top/scripts/package-test.sh"
