@@ -64,6 +64,8 @@ cd "$work"
 
 port_names=()
 for ((p = 0; p < ports; p++)); do port_names+=("COM$((11 + p))"); done
+# The output file exists before the first look at it, not only once the background job has opened it.
+: >station.out
 "$build/msrcfg" --station --write-default --ports "$(IFS=,; echo "${port_names[*]}")" --trace trace.csv \
   >station.out 2>station.err &
 station_pid=$!
