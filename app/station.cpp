@@ -75,7 +75,7 @@ struct Worker {
   bool running = false;
   // The job under way: what the worker said when it found the reader, and when.
   bool in_job = false;
-  std::string identification;
+  std::string version;
   int64_t job_started_ms = 0;
   int64_t restart_at_ms = 0;
 };
@@ -267,10 +267,10 @@ class Station {
     const std::string head = platform::LocalTimeHms() + "  " + Padded(name, 6) + " ";
     if (message.kind == kStationFound) {
       worker.in_job = true;
-      worker.identification = field;
+      worker.version = field;
       worker.job_started_ms = platform::MonotonicMs();
       if (request_.verbose) {
-        Print(head + "found " + field +
+        Print(head + "found a reader" + (field.empty() ? "" : " (" + field + ")") +
               (message.fields.size() > 1 ? " at " + message.fields[1] : std::string()) + ", writing");
       }
     } else if (message.kind == kStationStep) {
@@ -326,7 +326,7 @@ class Station {
       // its line and its row, for it may hold half the file.
       worker.in_job = false;
       ConsoleJobRecord job;
-      job.identification = worker.identification;
+      job.version_text = worker.version;
       TraceRecord record = MakeTraceRecord(
           name, {}, job, console_result::kStepFailedStatus,
           static_cast<double>(platform::MonotonicMs() - worker.job_started_ms) / 1000.0,

@@ -3,7 +3,7 @@
 // a kind word and its fields separated by tabs. A tab, line break or backslash inside a field is written
 // as "\t", "\n", "\r" or "\\", so no field can break a message apart.
 //
-//   found   identification, rate       a reader answered; its job starts
+//   found   version text, rate         a reader answered; its job starts
 //   step    text                       a step line of the job
 //   note    text                       a note for the person (why the port does not open, a rate followed)
 //   result  the trace row's fields     the job ended; the row is the station's to keep

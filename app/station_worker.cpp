@@ -141,31 +141,58 @@ class StationWorker {
     }
     // The reader written last is looked at: still there, gone, or another unit in its place, which is
     // the one to write now.
-    if (state_ == State::kWritten && !AnotherUnitInItsPlace()) return;
-    const std::string identification = Poll(state_ == State::kLooking);
-    if (stop_signal_ == 0 && !identification.empty()) WriteReader(identification);
+    std::string version;
+    if (state_ == State::kWritten) {
+      if (StillThere(version)) return;
+      Gone("another unit answers");
+    } else if (!Answers(version)) {
+      return;
+    }
+    if (stop_signal_ == 0) WriteReader(version);
   }
 
-  // Asks the reader written last whether it is still there; two looks in a row without an answer make it
-  // gone. True only when another unit answers in its place.
-  bool AnotherUnitInItsPlace() {
+  // Sends "V" at the port's rate. True when anything answers: a reader busy with something, or one whose
+  // version text is empty, is there all the same; `version` gets the version text.
+  bool AskVersion(std::string& version) {
     engine_.SetGNetTimeout(ucGNet::kScanTimeoutMs);
-    // The version text holds the unit's serial number, which tells another unit of the same model put in
-    // between two looks from the one written; a reader that is busy with something ("N" to a poll)
-    // answers it all the same. Only a reader that gave no version text is polled instead.
-    const std::string version = engine_.GetVersion();
-    const bool answered =
-        !version.empty() || (written_version_.empty() && !StripAcknowledge(engine_.Polling(0)).empty());
+    const std::string reply = engine_.SendGNetCMD("V", false, false);
     engine_.SetGNetTimeout(ucGNet::kDefaultTimeoutMs);
-    if (stop_signal_ != 0) return false;
-    if (!answered) {
-      if (++misses_ >= kMissesUntilGone) Gone(engine_.PortOpen() ? "no answer" : "hang-up");
-      return false;
+    version.clear();
+    if (reply.size() > 1 && reply[0] == 'A') version = reply.substr(reply[1] == ',' ? 2 : 1);
+    return !reply.empty();
+  }
+
+  // Whether the reader written last still answers, as itself: false when another unit answers in its
+  // place (its version text, which holds its serial number, differs), with that unit's text in `version`.
+  // Two looks in a row without an answer make the written reader gone.
+  bool StillThere(std::string& version) {
+    if (!AskVersion(version)) {
+      if (stop_signal_ == 0 && ++misses_ >= kMissesUntilGone)
+        Gone(engine_.PortOpen() ? "no answer" : "hang-up");
+      return true;
     }
     misses_ = 0;
-    if (version.empty() || version == written_version_) return false;
-    Gone("another unit answers");
-    return true;
+    return version.empty() || version == written_version_;
+  }
+
+  // Whether a reader answers on the open port, at the scan's rates, the one it answered at last first: a
+  // reader set to another rate is still a reader to write. The port is left at the rate it answered at.
+  bool Answers(std::string& version) {
+    std::vector<std::string> rates = gnet::ScanRateList(app_settings::ReadScanSettings(false).baud_rates,
+                                                        gnet::RateOfEntry(engine_.Settings()));
+    // The list's empty entry keeps the line as it is: the rate just tried, which a silent port would cost
+    // another wait for nothing.
+    std::erase(rates, std::string());
+    if (rates.empty()) rates = {""};
+    for (const std::string& rate : rates) {
+      if (!engine_.PortOpen() || stop_signal_ != 0) return false;
+      if (!rate.empty()) engine_.SetSettings(rate);
+      if (AskVersion(version)) {
+        settings_ = engine_.Settings();
+        return true;
+      }
+    }
+    return false;
   }
 
   bool Open() {
@@ -189,35 +216,8 @@ class StationWorker {
     return false;
   }
 
-  // The identification of the reader on the open port, or "" when none answers. Looking for a new
-  // reader also tries the scan's rates, the one it answered at last first: a reader set to another rate
-  // is still a reader to write.
-  std::string Poll(bool every_rate) {
-    engine_.SetGNetTimeout(ucGNet::kScanTimeoutMs);
-    std::vector<std::string> rates = {""};
-    if (every_rate) {
-      rates = gnet::ScanRateList(app_settings::ReadScanSettings(false).baud_rates,
-                                 gnet::RateOfEntry(engine_.Settings()));
-      // The list's empty entry keeps the line as it is: the rate just tried, which a silent port would
-      // cost another wait for nothing.
-      std::erase(rates, std::string());
-      if (rates.empty()) rates = {""};
-    }
-    std::string identification;
-    for (const std::string& rate : rates) {
-      if (!engine_.PortOpen() || stop_signal_ != 0) break;
-      if (!rate.empty()) engine_.SetSettings(rate);
-      identification = StripAcknowledge(engine_.Polling(0));
-      if (!identification.empty()) break;
-    }
-    engine_.SetGNetTimeout(ucGNet::kDefaultTimeoutMs);
-    // The port is left where the reader answered, for the job and the next look.
-    if (!identification.empty()) settings_ = engine_.Settings();
-    return identification;
-  }
-
-  void WriteReader(const std::string& identification) {
-    Send(kStationFound, {identification, std::to_string(gnet::RateOfEntry(settings_))});
+  void WriteReader(const std::string& version) {
+    Send(kStationFound, {version, std::to_string(gnet::RateOfEntry(settings_))});
     const PortIdentity identity = LookUpPort(port_);
     ConsoleJobRecord record;
     ConsoleJob job;
@@ -232,13 +232,17 @@ class StationWorker {
     const int64_t started = platform::MonotonicMs();
     const int result = DoConsole(window_, out, job);
     const double seconds = static_cast<double>(platform::MonotonicMs() - started) / 1000.0;
+    // A job that ended before it asked for the version text (a reader that does not answer its polls)
+    // still traces the unit's serial number, from the look that found it.
+    if (record.version_text.empty()) record.version_text = version;
     Send(kStationResult, ResultMessage(MakeTraceRecord(port_, identity, record,
                                                        console_result::ExitStatusOf(result), seconds))
                              .fields);
     // The job may have followed the reader to the file's rate: the next look asks there.
     if (!record.line_settings.empty()) settings_ = record.line_settings;
+    // Later looks compare what they are told with what this look was told, whatever the job got to ask.
     state_ = State::kWritten;
-    written_version_ = record.version_text;
+    written_version_ = version;
     misses_ = 0;
   }
 

@@ -117,9 +117,14 @@ TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeig
   msrsim::EmulatedReader* healthy = bench.AddReader("HID1", Reader(FactoryImage()));
   ASSERT_NE(first, nullptr);
   ASSERT_NE(healthy, nullptr);
+  // A reader that answers every poll "not ready": one line and one row, not one a second.
+  msrsim::ReaderConfig busy = Reader(FactoryImage());
+  busy.not_ready_polls = 1000000;
+  msrsim::EmulatedReader* never_ready = bench.AddReader("COM7", busy);
+  ASSERT_NE(never_ready, nullptr);
 
   StationRun station(bench,
-                     {"--write-file", file, "--ports", "COM5,COM6,HID1", "--trace", trace, "--verbose"});
+                     {"--write-file", file, "--ports", "COM5,COM6,HID1,COM7", "--trace", trace, "--verbose"});
   ASSERT_TRUE(
       station.WaitForLines("COM5   SN 12345678     KRD36AR,3TRACK,UART    5 writing a register failed"));
   ASSERT_TRUE(station.WaitForLines("COM5   reader gone"));
@@ -134,7 +139,11 @@ TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeig
   EXPECT_THAT(station.LinesWith("HID1     Write 0x30 registers OK"), ::testing::SizeIs(1));
 
   ASSERT_TRUE(station.WaitForLines("COM6   SN"));
+  ASSERT_TRUE(station.WaitForLines("COM7   SN 12345678     -                      1 not a supported model"));
+  const size_t looks = never_ready->TransactionCount();
+  ASSERT_TRUE(never_ready->WaitForTransactions(looks + 2, 10000));
   EXPECT_EQ(station.Stop(), 7);
+  EXPECT_THAT(station.LinesWith("COM7   SN"), ::testing::SizeIs(1));
   EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "COM5"),
             (std::vector<std::string>{"5,2", "0,1"}));
   EXPECT_EQ(TraceResults(bench.Work().ReadFile("trace.csv"), "HID1"), std::vector<std::string>{"0,3"});
