@@ -122,7 +122,8 @@ int RunOnWindow(const ConsoleRequest& request, const std::vector<std::string>& a
   job.stop_signal = stop.Signal();
   // An automatic scan names the port only once it has found the reader.
   const bool scan = platform::text::EqualNoCase(port, "AUTO");
-  PortIdentity identity = scan ? PortIdentity{} : LookUpPort(port);
+  // The port's device and adapter are asked for only when a row will hold them.
+  PortIdentity identity = scan || !traced ? PortIdentity{} : LookUpPort(port);
   const int64_t started = platform::MonotonicMs();
   const int result = request.action == ConsoleRequest::Action::kReadTo
                          ? ReadToFile(*window, out, job, request.read_to)

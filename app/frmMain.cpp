@@ -3,8 +3,8 @@
 #include "app/frmMain.h"
 
 #include <cmath>
-#include <exception>
 
+#include "app/trap.h"
 #include "registers/clsRegister.h"
 #include "registers/number_text.h"
 
@@ -86,13 +86,8 @@ bool frmMain::Busy() const {
 }
 
 void frmMain::Trap(const char* handler, const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const std::exception& error) {
-    ReportError(handler, error.what());
-  } catch (...) {
-    ReportError(handler, "unknown error");
-  }
+  TrapHandler(handler, body,
+              [this](const std::string& line) { Terminal.ShowMsg(line, terminal_colour::kRed); });
 }
 
 void frmMain::ReportError(const char* handler, const std::string& description) {

@@ -10,9 +10,11 @@
 
 #include "app/app_settings.h"
 #include "app/console_batch.h"
+#include "app/console_output.h"
 #include "app/console_trace.h"
 #include "app/station_messages.h"
 #include "app/trace_log.h"
+#include "app/trap.h"
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -37,29 +39,15 @@ constexpr int kTickMs = 1000;
 // A worker asked to stop ends its job at the next step; one that has not ended after this long is killed.
 constexpr int64_t kStopGraceMs = 15000;
 
-void Print(const std::string& line) {
-  platform::WriteStandardStream(platform::StandardStream::kOutput, line + "\n");
-}
-
-void PrintError(const std::string& line) {
-  platform::WriteStandardStream(platform::StandardStream::kError, "msrcfg: " + line + "\n");
-}
-
-// Runs an event handler; a failure inside it is reported in the "Name - description" form and the
-// station goes on with its other ports.
-void Trap(const char* handler, const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const std::exception& error) {
-    PrintError(std::string(handler) + " - " + error.what());
-  } catch (...) {
-    PrintError(std::string(handler) + " - unknown error");
-  }
-}
-
 std::string Padded(std::string text, size_t width) {
   if (text.size() < width) text.append(width - text.size(), ' ');
   return text;
+}
+
+// How a process ended, in words: "signal 9", "exit 3".
+std::string EndOf(const platform::ChildUsage& usage) {
+  return usage.signal != 0 ? "signal " + std::to_string(usage.signal)
+                           : "exit " + std::to_string(usage.exit_code);
 }
 
 std::string Seconds(double seconds) {
@@ -327,17 +315,13 @@ class Station {
       worker.in_job = false;
       ConsoleJobRecord job;
       job.version_text = worker.version;
-      TraceRecord record = MakeTraceRecord(
-          name, {}, job, console_result::kStepFailedStatus,
-          static_cast<double>(platform::MonotonicMs() - worker.job_started_ms) / 1000.0,
-          usage.signal != 0 ? "the job ended abnormally (signal " + std::to_string(usage.signal) + ")"
-                            : "the job ended abnormally (exit " + std::to_string(usage.exit_code) + ")");
+      TraceRecord record =
+          MakeTraceRecord(name, {}, job, console_result::kStepFailedStatus,
+                          static_cast<double>(platform::MonotonicMs() - worker.job_started_ms) / 1000.0,
+                          "the job ended abnormally (" + EndOf(usage) + ")");
       Finish(record);
     } else if (!stopping_ && usage.exit_code != 0) {
-      PrintError(name + ": the port's worker ended (" +
-                 (usage.signal != 0 ? "signal " + std::to_string(usage.signal)
-                                    : "exit " + std::to_string(usage.exit_code)) +
-                 "); it starts again");
+      PrintError(name + ": the port's worker ended (" + EndOf(usage) + "); it starts again");
     }
     worker.restart_at_ms = platform::MonotonicMs() + kTickMs;
     if (stopping_ && RunningWorkers() == 0) platform::CurrentEventLoop().Quit(ExitStatus());
@@ -400,7 +384,17 @@ class Station {
     if (trace_failed_) Print("  Some readers have no row in the trace file: see the lines marked NOT TRACED");
   }
 
+  // Lines a person reads on standard output, notes on standard error; no progress line.
+  void Print(const std::string& line) { out_.Line(line); }
+  void PrintError(const std::string& line) { out_.Note(line); }
+
+  // Runs an event handler; a failure inside it is reported and the station goes on with its other ports.
+  void Trap(const char* handler, const std::function<void()>& body) {
+    TrapHandler(handler, body, [this](const std::string& line) { PrintError(line); });
+  }
+
   const ConsoleRequest& request_;
+  ConsoleOutput out_{true};
   // Result lines in green and red: only on a terminal, and not for people who turned colours off.
   const bool colour_ =
       platform::IsTerminal(platform::StandardStream::kOutput) && platform::GetEnvironment("NO_COLOR").empty();

@@ -11,6 +11,7 @@
 #include "app/console_trace.h"
 #include "app/frmMain.h"
 #include "app/station_messages.h"
+#include "app/trap.h"
 #include "gnet/scan_lists.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -66,13 +67,7 @@ class StationWorker {
 
   // Runs an event handler; a failure inside it goes to the station as a note, and the worker goes on.
   void Trap(const char* handler, const std::function<void()>& body) {
-    try {
-      body();
-    } catch (const std::exception& error) {
-      Send(kStationNote, {std::string(handler) + " - " + error.what()});
-    } catch (...) {
-      Send(kStationNote, {std::string(handler) + " - unknown error"});
-    }
+    TrapHandler(handler, body, [this](const std::string& line) { Send(kStationNote, {line}); });
   }
 
   void Send(const char* kind, std::vector<std::string> fields) {
@@ -158,7 +153,7 @@ class StationWorker {
     const std::string reply = engine_.SendGNetCMD("V", false, false);
     engine_.SetGNetTimeout(ucGNet::kDefaultTimeoutMs);
     version.clear();
-    if (reply.size() > 1 && reply[0] == 'A') version = reply.substr(reply[1] == ',' ? 2 : 1);
+    ucGNet::TakeAcknowledged(reply, version);
     return !reply.empty();
   }
 

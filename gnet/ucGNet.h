@@ -58,6 +58,9 @@ class ucGNet {
   static uint8_t CalcChkSum(const std::string& data, int32_t length = 0);
   // Two upper-case hexadecimal digits with a leading zero: 0x0A gives "0A".
   static std::string HexByte(uint8_t value);
+  // A reply that acknowledges: "A", an optional ",", then the text the caller wants in `rest`. False
+  // (and `rest` untouched) when the reply is not an acknowledgement.
+  static bool TakeAcknowledged(const std::string& reply, std::string& rest);
   // The request frame of `cmd`.
   static Bytes BuildFrame(const std::string& cmd, bool use_chksum);
 

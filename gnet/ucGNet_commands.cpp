@@ -16,14 +16,6 @@ constexpr int kPollTries = 2;
 constexpr int kNotReadyPauseMs = 100;
 constexpr const char* kDumpRequest = "\x02Y\r";
 
-// "A", an optional ",", then the text the caller wants; nothing when the reply is not an acknowledgement.
-bool TakeAcknowledged(const std::string& reply, std::string& rest) {
-  if (reply.empty() || reply[0] != 'A') return false;
-  rest = reply.substr(1);
-  if (!rest.empty() && rest[0] == ',') rest.erase(0, 1);
-  return true;
-}
-
 std::string RegisterDigits(int32_t reg) {
   return platform::hex_text::Byte(static_cast<uint8_t>(reg & 0xFF));
 }
@@ -61,6 +53,13 @@ class FlagScope {
 };
 
 }  // namespace
+
+bool ucGNet::TakeAcknowledged(const std::string& reply, std::string& rest) {
+  if (reply.empty() || reply[0] != 'A') return false;
+  rest = reply.substr(1);
+  if (!rest.empty() && rest[0] == ',') rest.erase(0, 1);
+  return true;
+}
 
 std::string ucGNet::GetVersion() {
   gnet::BusyScope busy(busy_count_);

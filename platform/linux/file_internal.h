@@ -29,6 +29,8 @@ int MakeFolders(const std::string& path);
 // "<what> <path> - <system message>" into `error` when the caller wants it; always false.
 bool Fail(std::string* error, const char* what, const std::string& path, int code);
 
+// Writes all of `content`, going on after short writes and interrupts; false with errno set.
+bool WriteAll(int fd, const std::string& content);
 // The folder of `path`, "." for a bare name.
 std::string FolderOf(const std::string& path);
 

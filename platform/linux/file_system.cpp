@@ -28,6 +28,19 @@ bool Fail(std::string* error, const char* what, const std::string& path, int cod
   return false;
 }
 
+bool WriteAll(int fd, const std::string& content) {
+  size_t done = 0;
+  while (done < content.size()) {
+    const ssize_t n = write(fd, content.data() + done, content.size() - done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
 std::string FolderOf(const std::string& path) {
   std::string folder = DirName(path);
   return folder.empty() ? "." : folder;

@@ -60,17 +60,6 @@ bool IsTornHeader(int fd, off_t size, const std::string& header) {
          header.compare(0, content.size(), content) == 0;
 }
 
-bool WriteAll(int fd, const std::string& content) {
-  size_t done = 0;
-  while (done < content.size()) {
-    const ssize_t n = write(fd, content.data() + done, content.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
-}
-
 // Takes back what a failed append put into the file. Should even this fail, the rows that got in stay
 // as a torn tail, which the next writer cuts.
 void CutBack(int fd, off_t rows_end) {

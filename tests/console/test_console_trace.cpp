@@ -4,8 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/child_process.h"
-#include "platform/fd_io.h"
+#include "tests/console/background_run.h"
 #include "tests/console/console_bench.h"
 
 namespace console_test {
@@ -57,31 +56,14 @@ TEST(ConsoleTrace, SigtermDuringTheWritesEndsTheRunAsCancelledAndTracesIt) {
   ASSERT_NE(reader, nullptr);
   const std::string file =
       bench.WriteCfg("job.cfg", HexOf(Changed(FactoryImage(), {0x10, 0x20, 0x30, 0x40})));
-  platform::PipedChild run;
-  std::string error;
-  ASSERT_TRUE(platform::StartPipedChild(
-      bench.Command({"--write-file", file, "--port", "COM5", "--trace", bench.Work().File("t.csv"), "-q"}),
-      run, error))
-      << error;
-  std::string output;
-  uint8_t buffer[1024];
+  BackgroundRun run(bench,
+                    {"--write-file", file, "--port", "COM5", "--trace", bench.Work().File("t.csv"), "-q"});
   // The signal goes once the writes have begun; the output's end then says how the run ended.
-  bool signalled = false;
-  while (platform::WaitReadable(run.from_child, 60000) > 0) {
-    const long n = platform::ReadFd(run.from_child, buffer, sizeof buffer);
-    if (n <= 0 && !platform::WouldBlock(n)) break;
-    if (n > 0) output.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(n));
-    if (!signalled && output.find("Begin write registers") != std::string::npos) {
-      platform::AskChildToStop(run.pid);
-      signalled = true;
-    }
-  }
-  platform::ChildUsage usage;
-  platform::WaitChild(run.pid, usage);
-  platform::CloseFd(run.to_child);
-  platform::CloseFd(run.from_child);
-  ASSERT_TRUE(signalled) << output;
-  EXPECT_EQ(usage.exit_code, 143) << output;
+  ASSERT_TRUE(run.WaitForLines("Begin write registers"));
+  const int exit_code = run.Stop();
+  std::string output;
+  for (const std::string& line : run.Lines()) output += line + "\n";
+  EXPECT_EQ(exit_code, 143) << output;
   EXPECT_THAT(output, HasSubstr("Cancelled\nWrite file to device fail\n"));
   EXPECT_LT(WriteCount(*reader), 4u);
   EXPECT_THAT(bench.Work().ReadFile("t.csv"), HasSubstr(",143,cancelled by SIGTERM,"));

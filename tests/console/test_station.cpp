@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "app/sha256.h"
+#include "tests/console/background_run.h"
 #include "tests/console/console_bench.h"
-#include "tests/console/station_run.h"
 
 namespace console_test {
 namespace {
@@ -64,7 +64,8 @@ TEST(Station, ReadersTogetherAndLaterAreEachWrittenOnceAndTraced) {
     ASSERT_NE(readers.back(), nullptr);
   }
 
-  StationRun station(bench, {"--write-file", file, "--ports", "com5,COM6,HID1,COM7", "--trace", trace});
+  BackgroundRun station(
+      bench, {"--station", "--write-file", file, "--ports", "com5,COM6,HID1,COM7", "--trace", trace});
   ASSERT_TRUE(station.WaitForLines(" 0 written and checked", 3)) << ::testing::PrintToString(station.Lines());
   for (msrsim::EmulatedReader* reader : readers) EXPECT_EQ(HexOf(reader->Registers()), HexOf(wanted));
 
@@ -123,8 +124,8 @@ TEST(Station, AReaderPulledOutMidWriteIsTracedAndWrittenWhenBackWhileAFaultyNeig
   msrsim::EmulatedReader* never_ready = bench.AddReader("COM7", busy);
   ASSERT_NE(never_ready, nullptr);
 
-  StationRun station(bench,
-                     {"--write-file", file, "--ports", "COM5,COM6,HID1,COM7", "--trace", trace, "--verbose"});
+  BackgroundRun station(bench, {"--station", "--write-file", file, "--ports", "COM5,COM6,HID1,COM7",
+                                "--trace", trace, "--verbose"});
   ASSERT_TRUE(
       station.WaitForLines("COM5   SN 12345678     KRD36AR,3TRACK,UART    5 writing a register failed"));
   ASSERT_TRUE(station.WaitForLines("COM5   reader gone"));
@@ -161,7 +162,8 @@ TEST(Station, SigtermWhileJobsRunCancelsAndTracesThem) {
     readers.push_back(bench.AddReader(port, slow));
     ASSERT_NE(readers.back(), nullptr);
   }
-  StationRun station(bench, {"--write-file", file, "--ports", "COM5,COM6", "--trace", trace, "--verbose"});
+  BackgroundRun station(
+      bench, {"--station", "--write-file", file, "--ports", "COM5,COM6", "--trace", trace, "--verbose"});
   ASSERT_TRUE(station.WaitForLines("Read registers OK", 2));
   EXPECT_EQ(station.Stop(), 7);
   EXPECT_THAT(station.LinesWith("143 cancelled by SIGTERM"), ::testing::SizeIs(2));

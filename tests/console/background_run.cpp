@@ -1,4 +1,4 @@
-#include "tests/console/station_run.h"
+#include "tests/console/background_run.h"
 
 #include <gtest/gtest.h>
 
@@ -11,15 +11,14 @@ namespace {
 constexpr int64_t kPatienceMs = 60000;
 }
 
-StationRun::StationRun(const ConsoleBench& bench, const std::vector<std::string>& args) {
-  std::vector<std::string> command = bench.Command({"--station"});
-  command.insert(command.end(), args.begin(), args.end());
+BackgroundRun::BackgroundRun(const ConsoleBench& bench, const std::vector<std::string>& args) {
   std::string error;
-  if (!platform::StartPipedChild(command, child_, error))
-    ADD_FAILURE() << "cannot start the station: " << error;
+  if (!platform::StartPipedChild(bench.Command(args), child_, error)) {
+    ADD_FAILURE() << "cannot start msrcfg: " << error;
+  }
 }
 
-StationRun::~StationRun() {
+BackgroundRun::~BackgroundRun() {
   if (child_.pid <= 0) return;
   platform::KillChild(child_.pid);
   platform::ChildUsage usage;
@@ -28,7 +27,7 @@ StationRun::~StationRun() {
   platform::CloseFd(child_.from_child);
 }
 
-bool StationRun::ReadSome(int wait_ms) {
+bool BackgroundRun::ReadSome(int wait_ms) {
   if (ended_ || child_.pid <= 0) return false;
   if (platform::WaitReadable(child_.from_child, wait_ms) <= 0) return true;
   uint8_t buffer[4096];
@@ -45,7 +44,7 @@ bool StationRun::ReadSome(int wait_ms) {
   return true;
 }
 
-bool StationRun::WaitForLines(const std::string& text, size_t count) {
+bool BackgroundRun::WaitForLines(const std::string& text, size_t count) {
   const int64_t deadline = platform::MonotonicMs() + kPatienceMs;
   while (LinesWith(text).size() < count) {
     const int64_t left = deadline - platform::MonotonicMs();
@@ -54,13 +53,13 @@ bool StationRun::WaitForLines(const std::string& text, size_t count) {
   return true;
 }
 
-int StationRun::Stop() {
+int BackgroundRun::Stop() {
   if (child_.pid <= 0) return -1;
   platform::AskChildToStop(child_.pid);
   const int64_t deadline = platform::MonotonicMs() + kPatienceMs;
   while (ReadSome(static_cast<int>(std::max<int64_t>(deadline - platform::MonotonicMs(), 0)))) {
     if (platform::MonotonicMs() >= deadline) {
-      ADD_FAILURE() << "the station did not end within a minute of SIGTERM";
+      ADD_FAILURE() << "msrcfg did not end within a minute of SIGTERM";
       break;
     }
   }
@@ -73,7 +72,7 @@ int StationRun::Stop() {
   return usage.exit_code;
 }
 
-std::vector<std::string> StationRun::LinesWith(const std::string& text) const {
+std::vector<std::string> BackgroundRun::LinesWith(const std::string& text) const {
   std::vector<std::string> found;
   for (const std::string& line : lines_) {
     if (line.find(text) != std::string::npos) found.push_back(line);
