@@ -128,11 +128,11 @@ class StationWorker {
 
   void ProbeOnce() {
     engine_.SetGNetCancel(false);
-    // A port that is missing on one look may be a settings file caught in the middle of a rewrite: a
-    // written reader counts as gone only when two looks in a row miss it.
-    if (!engine_.PortOpen() && !Open()) {
-      if (state_ == State::kWritten && ++misses_ >= kMissesUntilGone) Gone("the port went away");
-      return;
+    // The job leaves the written reader's line open: finding it closed means the line hung up or the
+    // device was pulled out, and whatever answers once it opens again is a reader plugged in anew.
+    if (!engine_.PortOpen()) {
+      if (state_ == State::kWritten) Gone("hang-up or removal");
+      if (!Open()) return;
     }
     // The reader written last is looked at: still there, gone, or another unit in its place, which is
     // the one to write now.
